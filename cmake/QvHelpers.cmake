@@ -1,0 +1,39 @@
+# Helpers for the lists of the folders. Warnings belong to our own targets, so that code of others built along is left alone.
+
+add_library(qv_flags INTERFACE)
+target_compile_features(qv_flags INTERFACE cxx_std_17)
+target_include_directories(qv_flags INTERFACE ${PROJECT_SOURCE_DIR})
+# 64-bit file offsets and times: on 32-bit ARM, glibc's defaults end in 2038.
+target_compile_definitions(qv_flags INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+target_compile_options(qv_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor
+  -Woverloaded-virtual -Wcast-qual -Wformat=2 -Wundef
+  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wthread-safety-beta>)
+target_link_libraries(qv_flags INTERFACE Threads::Threads)
+
+# qv_library(NAME SOURCES file... [LINK library...]): one folder, one static library.
+function(qv_library name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
+  add_library(${name} STATIC ${arg_SOURCES})
+  target_link_libraries(${name} PUBLIC qv_flags ${arg_LINK})
+endfunction()
+
+# qv_program(NAME SOURCES file... LINK library...): an installed program.
+function(qv_program name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE qv_flags ${arg_LINK})
+  install(TARGETS ${name} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endfunction()
+
+# qv_unit_test(NAME SOURCES file... LINK library... [WRAP symbol...]): a GoogleTest program; each symbol named after WRAP is
+# scripted by the test as __wrap_SYMBOL.
+function(qv_unit_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK;WRAP")
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE qv_flags ${arg_LINK} gmock gtest_main)
+  foreach(symbol IN LISTS arg_WRAP)
+    target_link_options(${name} PRIVATE -Wl,--wrap=${symbol})
+  endforeach()
+  gtest_discover_tests(${name} TEST_PREFIX "" DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 120 LABELS unit)
+endfunction()
