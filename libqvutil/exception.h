@@ -1,0 +1,15 @@
+#pragma once
+
+#include <iosfwd>
+#include <stdexcept>
+#include <string>
+
+/// The libraries' own exception: something came in that cannot be used (a descriptor, a record). Its text is
+/// for the user.
+class QVException : public std::runtime_error {
+public:
+    explicit QVException(const std::string& text) : std::runtime_error(text) {}
+};
+
+/// Writes the exception's text: one line, no line end.
+std::ostream& operator<<(std::ostream& out, const QVException& exception);

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+
+static_assert(sizeof(std::time_t) == 8, "time_t must outlive 2038: build with _TIME_BITS=64");
+
+/// The system's text for an error number. The only place that turns one into text.
+const char* errorText(int errnum);
+
+/// The last path component of `argv0`, without copying it; null stays null.
+const char* progname(const char* argv0);
+
+/// The number of columns that UTF-8 `text` takes, whatever the locale. Code points are counted: no wide or
+/// combining ones occur in the texts of these tools. Null takes none.
+std::size_t displayWidth(const char* text);
+
+/// `duration` as seconds and the remainder in nanoseconds. A negative duration gives negative parts, which
+/// system calls refuse.
+timespec toTimespec(std::chrono::microseconds duration);
+
+/// Sleeps `microseconds`; 0 returns at once. A signal does not shorten the sleep unless `interruptible`.
+void microsleep(unsigned long microseconds, bool interruptible);
+
+/// A clock that starts as the local time of day and from then on follows the monotonic clock, in µs. It never
+/// steps back and does not restart at midnight, so neither midnight nor a clock that is set disturbs who
+/// counts on it.
+class DayClock {
+public:
+    DayClock();
+    std::uint64_t now() const;
+
+private:
+    std::uint64_t offset; ///< µs, modulo 2^64: time of day less monotonic time at construction
+};
+
+/// The process's DayClock, started at the first call: the time stamp of every message and the clock of every
+/// schedule.
+std::uint64_t getMicroSecondsOfDay();
