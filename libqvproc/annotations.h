@@ -1,0 +1,19 @@
+#pragma once
+
+// Lock annotations that clang checks with -Wthread-safety; other compilers see nothing.
+#if defined(__clang__)
+#define QV_LOCK_ANNOTATION(x) __attribute__((x))
+#else
+#define QV_LOCK_ANNOTATION(x)
+#endif
+
+#define CAPABILITY(name) QV_LOCK_ANNOTATION(capability(name))
+#define SCOPED_CAPABILITY QV_LOCK_ANNOTATION(scoped_lockable)
+#define GUARDED_BY(lock) QV_LOCK_ANNOTATION(guarded_by(lock))
+#define REQUIRES(...) QV_LOCK_ANNOTATION(requires_capability(__VA_ARGS__))
+#define EXCLUDES(...) QV_LOCK_ANNOTATION(locks_excluded(__VA_ARGS__))
+#define ACQUIRE(...) QV_LOCK_ANNOTATION(acquire_capability(__VA_ARGS__))
+#define RELEASE(...) QV_LOCK_ANNOTATION(release_capability(__VA_ARGS__))
+#define TRY_ACQUIRE(...) QV_LOCK_ANNOTATION(try_acquire_capability(__VA_ARGS__))
+#define RETURN_CAPABILITY(x) QV_LOCK_ANNOTATION(lock_returned(x))
+#define NO_THREAD_SAFETY_ANALYSIS QV_LOCK_ANNOTATION(no_thread_safety_analysis)

@@ -1,0 +1,48 @@
+#include "libqvproc/mutex.h"
+
+#include "libqvutil/line.h"
+#include "libqvutil/utility.h"
+
+#include <iostream>
+
+Mutex::Attr::Attr() : attr() {
+    pthread_mutexattr_init(&attr);
+}
+
+Mutex::Attr::~Attr() {
+    pthread_mutexattr_destroy(&attr);
+}
+
+int Mutex::Attr::setType(int type) {
+    return pthread_mutexattr_settype(&attr, type);
+}
+
+Mutex::Mutex() : mutex() {
+    pthread_mutex_init(&mutex, nullptr);
+}
+
+Mutex::Mutex(const Attr& attr) : mutex() {
+    pthread_mutex_init(&mutex, &attr.get());
+}
+
+Mutex::~Mutex() {
+    pthread_mutex_destroy(&mutex);
+}
+
+int Mutex::failed(const char* what, int result) const {
+    if (debug) {
+        (Line() << "mutex " << what << ": " << errorText(result)).writeLine(std::cerr);
+    }
+    return result;
+}
+
+int MutexLocker::lock() {
+    const int result = mutex.P();
+    held = result == 0;
+    return result;
+}
+
+int MutexLocker::unlock() {
+    held = false;
+    return mutex.V();
+}

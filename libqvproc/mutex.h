@@ -1,0 +1,83 @@
+#pragma once
+
+#include "libqvproc/annotations.h"
+
+#include <atomic>
+
+#include <pthread.h>
+
+/// A POSIX mutex. Results of the int functions are those of the pthread functions: 0, or an error number.
+class CAPABILITY("mutex") Mutex {
+public:
+    /// Attributes for a mutex.
+    class Attr {
+    public:
+        Attr();
+        ~Attr();
+        Attr(const Attr&) = delete;
+        Attr& operator=(const Attr&) = delete;
+
+        /// `type`: PTHREAD_MUTEX_NORMAL, _ERRORCHECK, _RECURSIVE or _DEFAULT. Returns 0 or EINVAL.
+        int setType(int type);
+        const pthread_mutexattr_t& get() const { return attr; }
+
+    private:
+        pthread_mutexattr_t attr;
+    };
+
+    Mutex();
+    explicit Mutex(const Attr& attr);
+    virtual ~Mutex();
+    Mutex(const Mutex&) = delete;
+    Mutex& operator=(const Mutex&) = delete;
+
+    int lock() ACQUIRE() NO_THREAD_SAFETY_ANALYSIS { return checked("lock", pthread_mutex_lock(&mutex)); }
+    int unlock() RELEASE() NO_THREAD_SAFETY_ANALYSIS {
+        return checked("unlock", pthread_mutex_unlock(&mutex));
+    }
+    bool trylock() TRY_ACQUIRE(true) NO_THREAD_SAFETY_ANALYSIS { return pthread_mutex_trylock(&mutex) == 0; }
+
+    // The same under semaphore names.
+    int P() ACQUIRE() { return lock(); }
+    int V() RELEASE() { return unlock(); }
+    bool tryP() TRY_ACQUIRE(true) { return trylock(); }
+
+    pthread_mutex_t& getMutex() { return mutex; }
+
+    /// With the flag set, a failing lock or unlock writes a line to standard error.
+    void setDebug(bool on) { debug = on; }
+    bool getDebug() const { return debug; }
+
+private:
+    int checked(const char* what, int result) const { return result == 0 ? 0 : failed(what, result); }
+    int failed(const char* what, int result) const;
+
+    pthread_mutex_t mutex;
+    std::atomic<bool> debug{false};
+};
+
+/// Holds a mutex for a scope.
+class SCOPED_CAPABILITY MutexLocker {
+public:
+    explicit MutexLocker(Mutex& _mutex) ACQUIRE(_mutex) : mutex(_mutex) { mutex.P(); }
+    ~MutexLocker() RELEASE() {
+        if (held) {
+            mutex.V();
+        }
+    }
+
+    /// Re-takes the mutex inside the scope, after `unlock`.
+    int lock() ACQUIRE() NO_THREAD_SAFETY_ANALYSIS;
+
+    /// Releases it inside the scope.
+    int unlock() RELEASE() NO_THREAD_SAFETY_ANALYSIS;
+
+    Mutex& get() RETURN_CAPABILITY(mutex) { return mutex; }
+
+private:
+    MutexLocker(const MutexLocker&);
+    MutexLocker& operator=(const MutexLocker&);
+
+    Mutex& mutex;
+    bool held = true;
+};

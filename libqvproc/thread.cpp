@@ -1,0 +1,56 @@
+#include "libqvproc/thread.h"
+
+#include "libqvutil/line.h"
+
+#include <cerrno>
+#include <cxxabi.h>
+#include <exception>
+#include <iostream>
+
+namespace {
+
+pthread_t invalidHandle() {
+    pthread_t handle;
+    Thread::invalidate(handle);
+    return handle;
+}
+
+// Written without the log lock, which belongs to a layer above; one insertion keeps the line whole.
+void report(const char* what) {
+    (Line() << "[ERROR] BZ::threadCode() " << what).writeLine(std::cerr);
+}
+
+} // namespace
+
+int Thread::start() {
+    const int result = pthread_create(&thread, nullptr, Thread::startWrapper, this);
+    if (result != 0) {
+        invalidate(thread); // POSIX leaves the handle undefined
+    }
+    return result;
+}
+
+int Thread::join() {
+    // pthread_join on the invalid handle would follow it as a pointer.
+    if (pthread_equal(thread, invalidHandle()) != 0) {
+        return ESRCH;
+    }
+    const int result = pthread_join(thread, nullptr);
+    if (result == 0) {
+        invalidate(thread);
+    }
+    return result;
+}
+
+void* Thread::startWrapper(void* object) {
+    try {
+        static_cast<Thread*>(object)->threadCode();
+    } catch (abi::__forced_unwind&) {
+        throw; // pthread_exit and cancellation must run on to the end
+    } catch (const std::exception& exception) {
+        report(exception.what());
+    } catch (...) {
+        report("unknown exception");
+    }
+    return nullptr;
+}
