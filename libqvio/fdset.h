@@ -1,0 +1,62 @@
+#pragma once
+
+#include <iosfwd>
+
+#include <sys/select.h>
+
+/// A set of descriptors for `qvselect`. A descriptor below 0 or at FD_SETSIZE and above has no bit in an
+/// fd_set: operations that take one throw a QVException for it (unless they say otherwise), where the
+/// system's macros would abort or write past the set.
+class FdSet : public fd_set {
+public:
+    FdSet() : n(0) { clearBits(); }
+    explicit FdSet(int fd) : n(0) {
+        clearBits();
+        set(fd);
+    }
+
+    void zero();
+    void clear(int fd);
+
+    /// Sets the bit and raises `n` to `fd` + 1 when it was lower.
+    void set(int fd) {
+        checkRange(fd);
+        FD_SET(fd, this);
+        n = fd < n ? n : fd + 1;
+    }
+
+    bool isSet(int fd) const {
+        checkRange(fd);
+        return FD_ISSET(fd, this);
+    }
+
+    /// True when `fd` is below `n` and set; false, too, for a descriptor that no set can hold.
+    bool isActiveAndSet(int fd) const { return fd >= 0 && fd < n && isSet(fd); }
+
+    bool operator[](int fd) const { return isSet(fd); }
+    FdSet& operator+=(int fd);
+    FdSet& operator+=(const FdSet& other);
+    FdSet& operator-=(int fd);
+    FdSet& operator-=(const FdSet& other);
+
+    fd_set* addr() { return this; }
+    int num() const { return n; }
+    void num(int _n) { n = _n; }
+
+    /// The count of descriptors to watch: the highest set plus one, 0 for an empty set. A wait leaves it as
+    /// it was.
+    int n;
+
+private:
+    void clearBits() { FD_ZERO(static_cast<fd_set*>(this)); }
+    static void checkRange(int fd) {
+        if (fd < 0 || fd >= FD_SETSIZE) {
+            refuse(fd);
+        }
+    }
+    [[noreturn]] static void refuse(int fd);
+    void lowerCount();
+};
+
+/// Writes the descriptors in the set, in ascending order with blanks between them.
+std::ostream& operator<<(std::ostream& out, const fd_set& set);

@@ -1,0 +1,57 @@
+#include "libqvio/fileutils.h"
+
+#include <algorithm>
+#include <cerrno>
+
+namespace {
+
+int countOf(const FdSet* set) {
+    return set == nullptr ? 0 : set->n;
+}
+
+constexpr long nanosPerSecond = 1000000000;
+
+timespec monotonicNow() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now;
+}
+
+/// What is left of `timeout` since `start`, not below 0.
+timespec remaining(const timespec& timeout, const timespec& start) {
+    const timespec now = monotonicNow();
+    timespec rest{};
+    rest.tv_sec = timeout.tv_sec - (now.tv_sec - start.tv_sec);
+    rest.tv_nsec = timeout.tv_nsec - (now.tv_nsec - start.tv_nsec);
+    if (rest.tv_nsec < 0) {
+        rest.tv_nsec += nanosPerSecond;
+        --rest.tv_sec;
+    } else if (rest.tv_nsec >= nanosPerSecond) {
+        rest.tv_nsec -= nanosPerSecond;
+        ++rest.tv_sec;
+    }
+    return rest.tv_sec < 0 ? timespec{} : rest;
+}
+
+} // namespace
+
+int qvselect(FdSet* readSet, FdSet* writeSet, FdSet* exceptSet, const timespec* timeout,
+             const sigset_t* mask) {
+    const int n = std::max({countOf(readSet), countOf(writeSet), countOf(exceptSet)});
+    if (timeout == nullptr) {
+        int ret;
+        do {
+            ret = pselect(n, readSet, writeSet, exceptSet, nullptr, mask);
+        } while (ret == -1 && errno == EINTR); // the kernel leaves the sets alone when it fails
+        return ret;
+    }
+    const timespec start = monotonicNow();
+    timespec rest = *timeout;
+    for (;;) {
+        const int ret = pselect(n, readSet, writeSet, exceptSet, &rest, mask);
+        if (ret != -1 || errno != EINTR) {
+            return ret;
+        }
+        rest = remaining(*timeout, start);
+    }
+}
