@@ -1,0 +1,90 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+typedef std::vector<std::uint8_t> byteVec_t;
+
+/// Microseconds; in these tools the time of day as getMicroSecondsOfDay() gives it.
+typedef std::uint64_t timeStamp_t;
+
+/// The kinds of trace messages. Values in between belong to other tools of the family.
+enum msgid_t : std::uint16_t {
+    MSGID_CAN = 1,      ///< the older CAN kind: classic frames only
+    MSGID_CAN_EXT = 11, ///< CAN and CAN FD
+    MSGID_INVALID = 65535,
+};
+
+/// What becomes of a sound record whose kind is not registered.
+enum invalidMsgHandling_t {
+    IMH_RETURN_NULL = 0,            ///< it is passed over by its length
+    IMH_RETURN_INVALID_MESSAGE = 1, ///< it is delivered as a plain MessageBase
+};
+
+/// Base of all trace messages, and by itself a message of a kind that nobody registered, whose body is just
+/// bytes. A value: copies are deep. Used by one thread at a time.
+class MessageBase {
+public:
+    MessageBase(msgid_t _messageId, timeStamp_t _timeStamp);
+    MessageBase(const MessageBase&) = default;
+    MessageBase& operator=(const MessageBase&) = default;
+    virtual ~MessageBase();
+
+    // The order of the virtual functions is part of the library's interface.
+
+    /// Appends the record's body.
+    virtual void appendBody(byteVec_t& out) const;
+
+    /// Takes over a record's body of `n` bytes. False when it is none of this kind; the message is then
+    /// unchanged.
+    virtual bool readBody(const std::uint8_t* body, std::size_t n);
+
+    /// Bytes of the record's body.
+    virtual std::size_t getSize() const;
+
+    /// The kind's name for people.
+    virtual const char* getName() const;
+
+    /// Writes the message as one line of text without a line end.
+    virtual std::ostream& print(std::ostream& out) const;
+
+    msgid_t getMessageId() const { return messageId; }
+    timeStamp_t getTimeStamp() const { return timeStamp; }
+    void setTimeStamp(timeStamp_t _timeStamp) { timeStamp = _timeStamp; }
+
+    /// A note that travels with the message in memory, not in its record.
+    const std::string& getText() const { return text; }
+    void setText(const std::string& _text) { text = _text; }
+
+    /// Replaces `out` by the message's trace record (libqvtrace/record.h) and returns its size: header (when
+    /// `withHeader`), body, checksum (when `withChecksum`; it covers the header even where that is left out).
+    std::size_t createByteArray(byteVec_t& out, bool withHeader, bool withChecksum) const;
+
+    /// `timeStamp` as a time of day, "HH:MM:SS.uuuuuu".
+    static std::string printTimestamp(timeStamp_t timeStamp);
+
+    /// Makes every kind of this library known to `rebuild`. May be called again; not while another thread
+    /// rebuilds.
+    static void registerMessages();
+
+    /// True when the kind is registered.
+    static bool isRegistered(msgid_t kind);
+
+    /// A new message, owned by the caller, from a record's kind and body. Null when the body is none of that
+    /// kind, or the kind is not registered and `invalidHandling` says so.
+    static MessageBase* rebuild(msgid_t kind, const std::uint8_t* body, std::size_t n);
+
+    static const std::uint8_t version; ///< of the record form
+    static invalidMsgHandling_t invalidHandling;
+
+private:
+    std::string text;
+    byteVec_t byteBuffer; ///< the body of a plain MessageBase
+    msgid_t messageId;
+    std::uint16_t word16 = 0; ///< reserved; copied along
+    timeStamp_t timeStamp;
+    std::uint32_t word32 = 0; ///< reserved; copied along
+};

@@ -1,0 +1,126 @@
+#include "libqvtrace/tracemessagebuffer.h"
+
+#include "libqvio/logutil.h"
+#include "libqvtrace/record.h"
+#include "libqvutil/exception.h"
+#include "libqvutil/utility.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include <unistd.h>
+
+static_assert(TraceMessageBuffer::capacity >= 2 * record::maxSize,
+              "an incomplete record must leave room to read its rest");
+
+namespace {
+
+constexpr unsigned long napMicros = 10000;
+
+std::unique_lock<std::mutex> lockIfAny(std::mutex* mutex) {
+    return mutex == nullptr ? std::unique_lock<std::mutex>() : std::unique_lock<std::mutex>(*mutex);
+}
+
+std::string counted(std::size_t n, const char* noun) {
+    return std::to_string(n) + ' ' + noun + (n == 1 ? "" : "s");
+}
+
+} // namespace
+
+std::string TraceMessageBuffer::passedOver_t::text() const {
+    std::string list;
+    const auto add = [&list](std::size_t n, const char* noun, const char* what) {
+        if (n > 0) {
+            list += (list.empty() ? "" : ", ") + counted(n, noun) + what;
+        }
+    };
+    add(bytes, "byte", " outside of any sound record");
+    add(unknown, "record", " of unknown kind");
+    add(invalid, "record", " with an invalid body");
+    std::string line = list.empty() ? "trace buffer:" : "trace buffer: passed over " + list;
+    if (cutOff > 0) {
+        line += (list.empty() ? " " : "; ") + std::string("the input ended inside a record, after ") +
+                counted(cutOff, "byte");
+    }
+    return line;
+}
+
+TraceMessageBuffer::TraceMessageBuffer(std::mutex* _mutex) : mutex(_mutex) {}
+
+int TraceMessageBuffer::read() {
+    const auto lock = lockIfAny(mutex);
+    bytes.resize(capacity);
+    std::copy(bytes.data() + begin, bytes.data() + end, bytes.data());
+    end -= std::exchange(begin, 0);
+    justRead = true;
+    if (end == capacity) {
+        errno = ENOBUFS;
+        return -1;
+    }
+    if (ended) {
+        microsleep(napMicros, false);
+    }
+    ssize_t n;
+    do {
+        n = ::read(fd, bytes.data() + end, capacity - end);
+    } while (n == -1 && errno == EINTR);
+    const int savedErrno = errno;
+    if (n > 0) {
+        end += static_cast<std::size_t>(n);
+        total.read += static_cast<std::size_t>(n);
+    } else if (n == 0 && !ended) {
+        passedOver.cutOff = buffered();
+    }
+    ended = n <= 0;
+    if (debug) {
+        LogUtil::debugLine("read", "fd " + std::to_string(fd) + ": " + std::to_string(n) + ", buffered " +
+                                       std::to_string(buffered()));
+    }
+    errno = savedErrno;
+    return static_cast<int>(n);
+}
+
+MessageBase* TraceMessageBuffer::getNextMessage() {
+    const auto lock = lockIfAny(mutex);
+    const bool mayThrow = std::exchange(justRead, false);
+    while (buffered() > 0) {
+        const record::view_t view = record::look(bytes.data() + begin, buffered());
+        if (view.finding == record::INCOMPLETE) {
+            break;
+        }
+        if (view.finding == record::NO_RECORD) {
+            ++passedOver.bytes;
+            drop(1);
+            continue;
+        }
+        reportPassedOver(mayThrow); // before the record is taken, which so waits for the next call
+        MessageBase* const message = MessageBase::rebuild(view.kind, view.body, view.bodySize);
+        if (message == nullptr) {
+            ++(MessageBase::isRegistered(view.kind) ? passedOver.invalid : passedOver.unknown);
+            drop(view.size());
+            continue;
+        }
+        begin += view.size();
+        total.delivered += view.size();
+        return message;
+    }
+    reportPassedOver(mayThrow);
+    return nullptr;
+}
+
+void TraceMessageBuffer::drop(std::size_t n) {
+    begin += n;
+    total.dropped += n;
+}
+
+void TraceMessageBuffer::reportPassedOver(bool mayThrow) {
+    if (!mayThrow || !passedOver.any()) {
+        return;
+    }
+    const std::string text = std::exchange(passedOver, passedOver_t()).text();
+    if (debug) {
+        LogUtil::debugLine("getNextMessage", text);
+    }
+    throw QVException(text);
+}
