@@ -1,0 +1,165 @@
+#pragma once
+
+#include "libqvio/fdset.h"
+#include "libqvproc/mutex.h"
+#include "libqvproc/thread.h"
+#include "libqvtrace/canexttracemessage.h"
+#include "libqvtrace/tracemessagebuffer.h"
+#include "libqvutil/number.h"
+#include "libqvutil/options.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <linux/can.h>
+
+/// One traffic source or sink on the run's descriptor, with a thread of its own. The thread runs exactly one
+/// traffic mode.
+///
+/// All times are in µs. I/O functions return 0, or -1 after the reason has been printed.
+///
+/// Implementation by subject: candevice.cpp (object and dispatch), candevice_commandline.cpp,
+/// candevice_descriptor.cpp, candevice_frameio.cpp, and a file for each traffic mode.
+class CanDevice : public Thread {
+public:
+    enum answer_t { A_NO = 0, A_YES = 1 };
+
+    typedef std::vector<std::shared_ptr<CanDevice>> devices_t;
+
+    /// The options as a table of 16 rows; made anew at each call, the help texts with the defaults below.
+    static Options canAppOptions();
+
+    // `unsigned long` has 32 bits on the target, and so have these values everywhere.
+    static constexpr unsigned long LOOP_UNDEFINED =
+        toTargetLong(0xFFFFFFFFU); ///< all bits set: no loop count was given
+    static constexpr unsigned long LOOP_FILE_DEFAULT = 1;
+    static constexpr unsigned long LOOP_PATTERN_DEFAULT = 1024;
+    static constexpr unsigned long TIME_GAP = 100000; ///< µs
+    static constexpr canid_t CANID_SEND = 1;
+    static constexpr std::uint8_t CAN_CHANNEL = 0;
+
+    static const char* prog; ///< the program's name, set by `parse`
+
+    /// Held around each write to the descriptor, so that the frames of all devices reach it one whole frame
+    /// at a time. Never held together with another lock.
+    static Mutex mutex;
+
+    /// Turns the command line into devices on one newly opened descriptor, one device per identifier.
+    ///
+    /// `_defdevice`: interface (`_network`) or file name used without -d. An empty list means that nothing is
+    /// to be run: help was shown, or the error reported. Throws std::invalid_argument for an unknown SI
+    /// prefix. Keeps no state but `prog`.
+    static devices_t parse(int _argc, char** _argv, const char* _defdevice, bool _network);
+
+    /// Starts every device's thread, in order. Reports nothing.
+    static void start(const devices_t& _devices);
+
+    /// Waits for every device's thread: for ever, when a mode never ends.
+    static void join(const devices_t& _devices);
+
+    /// Takes over `_fd` (negative: none), which all devices of a run share. A `_jitter` above `_timegap` is
+    /// cut to it.
+    ///
+    /// The two file names are accepted and not stored. That is intended: receive-to-file and the file sender
+    /// stay dormant.
+    CanDevice(int _fd, bool _network, unsigned short _verbose, answer_t _answer, bool _pattern,
+              std::uint32_t _errnum, unsigned long _loop, bool _canFd, bool _brs, canid_t _canId,
+              std::uint8_t _channel, std::uint64_t _timegap, std::uint64_t _jitter,
+              const std::string& _readFileName, const std::string& _sendFileName);
+
+    /// Closes the descriptor, if there is one. Devices of a run share it and each closes the same number: the
+    /// first close succeeds, the later ones fail unnoticed. So nothing may be opened between the destruction
+    /// of the first and the last of them: it could get the number and be closed by the next.
+    ~CanDevice() override;
+
+    CanDevice(const CanDevice&) = delete;
+    CanDevice& operator=(const CanDevice&) = delete;
+
+private:
+    typedef std::multiset<unsigned int> canids_t;
+
+    /// The way for the tests to the dormant modes and to single steps (tests/fakes/candevicedoor.h).
+    friend struct CanDeviceDoor;
+    friend struct CommandLine;
+
+    /// The names of the dormant modes' files.
+    struct files_t {
+        std::string receive;
+        std::string send;
+    };
+
+    /// As the public constructor, but with the files' names stored.
+    CanDevice(int _fd, bool _network, unsigned short _verbose, answer_t _answer, bool _pattern,
+              std::uint32_t _errnum, unsigned long _loop, bool _canFd, bool _brs, canid_t _canId,
+              std::uint8_t _channel, std::uint64_t _timegap, std::uint64_t _jitter, const files_t& _files);
+
+    // Command line.
+    static void usage(const char* prog, const Options& options);
+    static int openNetwork(const char* devname, bool canFd);
+    static int openFile(const char* devname, int openFlags);
+
+    /// Sleeps once for the gap, spread by the jitter.
+    void delay();
+
+    /// `timegap`, or with a jitter a random draw around it.
+    std::uint64_t nextGap() const;
+
+    /// Reads one frame. Sets `pcm` to a new message that the caller owns, or to null: after -1, and in the
+    /// device-file build when nothing usable was there. Takes no lock around the read.
+    int readCAN(CANExtTraceMessage*& pcm);
+    int readFrame(CANExtTraceMessage*& pcm);
+    int readRecord(CANExtTraceMessage*& pcm);
+
+    /// Writes one frame in one system call, under `mutex`.
+    int sendCAN(const CANExtTraceMessage& cm);
+    int writeWhole(const void* bytes, std::size_t n);
+
+    /// Plays the file onto the bus. 0 when the passes are done, -1 when it cannot be opened.
+    int sendFile();
+
+    /// Answers every frame until the raw socket's read fails; then -1.
+    int sendAnswers();
+
+    /// Sends the counter pattern `loop` times (0: without end), then 0; -1 when waiting fails.
+    int sendPattern();
+
+    /// Error injection: which frame is next to be corrupted, and where.
+    struct injection_t {
+        std::uint32_t errcnt = 0; ///< frames since the last injected error
+        std::size_t erri = 0;     ///< payload index of the next one
+    };
+
+    int waitForSocket(FdSet& rfds, FdSet& wfds, std::uint64_t to) const;
+    void discardFrame();
+    void sendPatternFrame(injection_t& injection);
+
+    /// Turns a received message into its answer: the identifier complemented within its width, and the
+    /// payload bytes below the length code inverted.
+    static void modify(CANExtTraceMessage& cm, answer_t a);
+
+    void threadCode() override;
+    void receiveFile();
+    [[noreturn]] void justRead();
+
+    const bool network;
+    const int fd;
+    const unsigned short verbose;
+    const answer_t answer;
+    const bool pattern;
+    const std::uint32_t errnum;
+    const unsigned long loop;
+    const std::uint8_t channel;
+    const bool canFd;
+    const bool brs;
+    const canid_t canId; ///< SocketCAN form, flag bits included
+    const std::uint64_t timegap;
+    const std::uint64_t jitter;
+    TraceMessageBuffer buffer;
+    const std::string readFileName;
+    const std::string sendFileName;
+    CANExtTraceMessage patternMsg;
+};

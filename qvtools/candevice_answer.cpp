@@ -1,0 +1,45 @@
+// CanDevice: answer mode.
+
+#include "libqvio/logutil.h"
+#include "libqvutil/line.h"
+#include "qvtools/candevice.h"
+
+#include <iostream>
+#include <memory>
+
+void CanDevice::modify(CANExtTraceMessage& cm, answer_t a) {
+    if (a != A_YES) {
+        return;
+    }
+    cm.setCanId(~cm.getCanId());
+    // Up to the length code, not the byte count: of 64 bytes only 0 to 14 are inverted. Intended: the other
+    // node relies on it.
+    std::uint8_t* const data = cm.getDataBytes();
+    for (std::uint8_t i = 0; i < cm.getDlc(); ++i) {
+        data[i] = static_cast<std::uint8_t>(~data[i]);
+    }
+}
+
+int CanDevice::sendAnswers() {
+    for (;;) {
+        CANExtTraceMessage* pc = nullptr;
+        if (readCAN(pc) < 0) {
+            return -1;
+        }
+        const std::unique_ptr<CANExtTraceMessage> owner(pc);
+        if (pc == nullptr) {
+            continue;
+        }
+        if (verbose >= 2) {
+            (Line() << "rcvd " << *pc).writeLine(std::cout); // bare and without the log lock: intended
+        }
+        if (pc->getType() == CF_TXMESSAGE) {
+            if (verbose >= 2) {
+                LogUtil::debugLine("sendAnswers", "ignore TX message");
+            }
+        } else if (answer == A_YES) {
+            modify(*pc, answer);
+            sendCAN(*pc); // a failed send does not end the mode
+        }
+    }
+}

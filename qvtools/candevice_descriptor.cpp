@@ -1,0 +1,95 @@
+// CanDevice: the one descriptor that all devices of a run share.
+//
+// Nobody sees the tool's frames on its own interface: local loopback is switched off. So on a vcan interface
+// its frames reach no one; two nodes on one machine need two interfaces or a vxcan pair.
+
+#include "libqvutil/line.h"
+#include "libqvutil/utility.h"
+#include "qvtools/candevice.h"
+
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+
+#include <fcntl.h>
+#include <linux/can.h>
+#include <linux/can/raw.h>
+#include <net/if.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
+namespace {
+
+// What every kernel accepts; newer headers have a longer sockaddr_can, whose further fields other CAN
+// protocols use.
+constexpr socklen_t addressSize = 16;
+static_assert(sizeof(sockaddr_can) >= addressSize,
+              "linux/can.h: family, interface index and transport identifiers");
+
+/// Completes a line about a failed call, on standard error without prefix or lock: no thread runs yet.
+/// `errnum` is the call's.
+int fail(Line& line, int errnum) {
+    (line << ": " << errorText(errnum)).writeLine(std::cerr);
+    return -1;
+}
+
+int fail(const char* what) {
+    const int savedErrno = errno;
+    Line line;
+    return fail(line << what, savedErrno);
+}
+
+int setOption(int fd, int option, int value) {
+    return setsockopt(fd, SOL_CAN_RAW, option, &value, sizeof value);
+}
+
+} // namespace
+
+// On a fatal failure the socket stays open until the process ends, which follows at once.
+int CanDevice::openNetwork(const char* devname, bool canFd) {
+    const int fd = socket(PF_CAN, SOCK_RAW, CAN_RAW);
+    if (fd < 0) {
+        return fail("error creating socket");
+    }
+    sockaddr_can address{};
+    address.can_family = AF_CAN;
+    ifreq request{};
+    static_assert(sizeof request.ifr_name == 16, "linux/if.h: IFNAMSIZ");
+    const std::size_t length = devname == nullptr ? 0 : strnlen(devname, sizeof request.ifr_name);
+    if (length == sizeof request.ifr_name) {
+        (Line() << "device name \"" << devname << "\" too long").writeLine(std::cerr);
+        return -1;
+    }
+    std::memcpy(request.ifr_name, devname == nullptr ? "" : devname, length);
+    if (ioctl(fd, SIOCGIFINDEX, &request) < 0) {
+        const int savedErrno = errno;
+        Line line;
+        return fail(line << "ioctl error " << devname, savedErrno);
+    }
+    if (setOption(fd, CAN_RAW_LOOPBACK, 0) != 0) {
+        fail("cannot disable loopback");
+    }
+    if (canFd) {
+        if (setOption(fd, CAN_RAW_FD_FRAMES, 1) == 0) {
+            (Line() << "enabled CAN_RAW_FD_FRAMES").writeLine(std::cout);
+        } else {
+            fail("cannot enable CAN_RAW_FD_FRAMES"); // not fatal, and the devices still send FD frames:
+                                                     // intended
+        }
+    }
+    address.can_ifindex = request.ifr_ifindex;
+    if (bind(fd, reinterpret_cast<const sockaddr*>(&address), addressSize) < 0) {
+        return fail("bind error");
+    }
+    return fd;
+}
+
+int CanDevice::openFile(const char* devname, int openFlags) {
+    const int fd = open(devname, openFlags | O_RDWR); // no O_CREAT: the device must exist
+    if (fd == -1) {
+        const int savedErrno = errno;
+        Line line;
+        return fail(line << "error opening " << devname, savedErrno);
+    }
+    return fd;
+}

@@ -1,0 +1,142 @@
+// CanDevice: pattern sender.
+//
+// The frames are due at absolute times, so a late one does not move the others. The write set is only armed
+// when a frame is due: a full transmit queue holds the sender up in the wait, not in the write. What arrives
+// meanwhile is read and discarded.
+
+#include "libqvio/fileutils.h"
+#include "libqvio/logutil.h"
+#include "libqvutil/random.h"
+#include "libqvutil/utility.h"
+#include "qvtools/candevice.h"
+
+#include <cerrno>
+#include <iostream>
+#include <limits>
+#include <memory>
+#include <sstream>
+
+namespace {
+
+constexpr std::uint64_t noTimeout = std::numeric_limits<std::uint64_t>::max();
+
+/// A turn for all senders of the process to discard a frame. One frame makes their shared descriptor readable
+/// for all of their waits; who comes second would sit in a blocking read until another frame arrives, and
+/// send nothing meanwhile. Never held together with another lock or across a send.
+Mutex discardTurn;
+
+std::ostream& operator<<(std::ostream& out, const FdSet& set) {
+    return out << "[n=" << set.n << ": " << static_cast<const fd_set&>(set) << "]";
+}
+
+bool isReadable(int fd) {
+    FdSet rfds(fd);
+    const timespec atOnce{};
+    return qvselect(&rfds, nullptr, nullptr, &atOnce, nullptr) > 0;
+}
+
+} // namespace
+
+std::uint64_t CanDevice::nextGap() const {
+    return jitter == 0 ? timegap : randomRange<unsigned long long>(timegap - jitter, timegap + jitter);
+}
+
+int CanDevice::sendPattern() {
+    patternMsg.resetPattern(canId, canFd);
+    injection_t injection;
+    unsigned long n = 0;
+    std::uint64_t next = getMicroSecondsOfDay();
+    while (loop == 0 || n < loop) {
+        FdSet rfds(fd);
+        FdSet wfds;
+        std::uint64_t to = noTimeout;
+        const std::uint64_t now = getMicroSecondsOfDay();
+        if (now < next) {
+            to = next - now;
+        } else {
+            wfds.set(fd);
+        }
+        const int ret = waitForSocket(rfds, wfds, to);
+        if (ret == -1) {
+            LogUtil::errorLine("sendPattern", "select", errno);
+            return -1;
+        }
+        if (ret == 0) {
+            continue;
+        }
+        if (rfds.isSet(fd)) {
+            discardFrame();
+        }
+        if (!wfds.isSet(fd)) {
+            continue;
+        }
+        patternMsg.setTimeStamp(getMicroSecondsOfDay());
+        sendPatternFrame(injection);
+        if (verbose >= 2) {
+            LogUtil::debugLine("sendPattern", "msg counter: " + std::to_string(n));
+        }
+        next += nextGap();
+        patternMsg.mutatePattern();
+        n = toTargetLong(n + 1);
+    }
+    return 0;
+}
+
+int CanDevice::waitForSocket(FdSet& rfds, FdSet& wfds, std::uint64_t to) const {
+    if (verbose >= 2) {
+        std::ostringstream text;
+        text << "select(" << rfds << "," << wfds << ",..," << to << ")";
+        LogUtil::debugLine("sendPattern", text.str());
+    }
+    // Signed from here on: a time-out of 2^63 µs or more becomes negative, and the wait fails with EINVAL.
+    const timespec timeout = toTimespec(std::chrono::microseconds(static_cast<std::int64_t>(to)));
+    const int ret = qvselect(&rfds, &wfds, nullptr, to == noTimeout ? nullptr : &timeout, nullptr);
+    const int savedErrno = errno;
+    if (verbose >= 2) {
+        std::ostringstream text;
+        text << "after select: ret=" << ret << " rfds=" << rfds << " wfds=" << wfds;
+        LogUtil::debugLine("sendPattern", text.str());
+    }
+    errno = savedErrno;
+    return ret;
+}
+
+void CanDevice::discardFrame() {
+    CANExtTraceMessage* pcm = nullptr;
+    {
+        const MutexLocker turn(discardTurn);
+        if (!isReadable(fd)) {
+            return;
+        }
+        readCAN(pcm);
+    }
+    const std::unique_ptr<CANExtTraceMessage> owner(pcm);
+    if (pcm != nullptr && verbose >= 2) {
+        std::ostringstream text;
+        pcm->print(text << "discard: ");
+        LogUtil::debugLine("sendPattern", text.str());
+    }
+}
+
+void CanDevice::sendPatternFrame(injection_t& injection) {
+    if (errnum == 0) {
+        sendCAN(patternMsg); // a frame that could not be written still counts
+        return;
+    }
+    CANExtTraceMessage errmsg(patternMsg);
+    if (++injection.errcnt >= errnum) {
+        // Walks by the length code, not the byte count: of 64 bytes only 0 to 14 are ever hit. Intended.
+        if (injection.erri >= errmsg.getDlc()) {
+            injection.erri = 0;
+        }
+        std::uint8_t& byte = errmsg.getDataBytes()[injection.erri];
+        byte = static_cast<std::uint8_t>(~byte);
+        if (verbose >= 2) {
+            LogUtil::debugLine("sendPattern",
+                               "injected error at payload[" + std::to_string(injection.erri) + "]");
+        }
+        ++injection.erri;
+        injection.errcnt = 0;
+    }
+    sendCAN(errmsg);
+}

@@ -1,0 +1,36 @@
+// CanDevice: receive to file. Dormant: devices made from a command line never have a file name for it.
+
+#include "libqvutil/line.h"
+#include "libqvutil/utility.h"
+#include "qvtools/candevice.h"
+
+#include <cerrno>
+#include <fstream>
+#include <iostream>
+#include <memory>
+
+void CanDevice::receiveFile() {
+    std::ofstream f(readFileName, std::ios::out | std::ios::trunc);
+    if (!f) {
+        const int savedErrno = errno;
+        (Line() << "Cannot open " << readFileName << ": " << errorText(savedErrno)).writeLine(std::cerr);
+        return;
+    }
+    unsigned long long count = 0;
+    for (;;) {
+        CANExtTraceMessage* pc = nullptr;
+        if (readCAN(pc) < 0) {
+            continue;
+        }
+        const std::unique_ptr<CANExtTraceMessage> owner(pc);
+        if (verbose != 0) {
+            (Line() << "Msg counter: " << ++count << "\r").write(std::cout);
+        }
+        if (pc == nullptr) {
+            continue;
+        }
+        const canfd_frame frame = pc->getCanFdFrame();
+        // No flush per frame: bytes reach the file as the stream's buffer fills. Intended, for slow flash.
+        f.write(reinterpret_cast<const char*>(frame.data), frame.len);
+    }
+}
