@@ -26,14 +26,10 @@ function(qv_program name)
   install(TARGETS ${name} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endfunction()
 
-# qv_unit_test(NAME SOURCES file... LINK library... [WRAP symbol...]): a GoogleTest program; each symbol named after WRAP is
-# scripted by the test as __wrap_SYMBOL.
+# qv_unit_test(NAME SOURCES file... LINK library...): a GoogleTest program; CTest runs each of its cases by itself.
 function(qv_unit_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK;WRAP")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE qv_flags ${arg_LINK} gmock gtest_main)
-  foreach(symbol IN LISTS arg_WRAP)
-    target_link_options(${name} PRIVATE -Wl,--wrap=${symbol})
-  endforeach()
-  gtest_discover_tests(${name} TEST_PREFIX "" DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 120 LABELS unit)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 120 LABELS unit)
 endfunction()
