@@ -11,11 +11,19 @@ target_compile_options(qv_flags INTERFACE
   $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wthread-safety-beta>)
 target_link_libraries(qv_flags INTERFACE Threads::Threads)
 
+# clang-tidy with the list of .clang-tidy, where the preset asks for it.
+function(qv_tidy name)
+  if(QV_TIDY)
+    set_target_properties(${name} PROPERTIES CXX_CLANG_TIDY clang-tidy)
+  endif()
+endfunction()
+
 # qv_library(NAME SOURCES file... [LINK library...]): one folder, one static library.
 function(qv_library name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
   add_library(${name} STATIC ${arg_SOURCES})
   target_link_libraries(${name} PUBLIC qv_flags ${arg_LINK})
+  qv_tidy(${name})
 endfunction()
 
 # qv_program(NAME SOURCES file... LINK library...): an installed program.
@@ -23,6 +31,7 @@ function(qv_program name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE qv_flags ${arg_LINK})
+  qv_tidy(${name})
   install(TARGETS ${name} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endfunction()
 

@@ -84,7 +84,7 @@ private:
     std::string text;
     byteVec_t byteBuffer; ///< the body of a plain MessageBase
     msgid_t messageId;
-    std::uint16_t word16 = 0; ///< reserved; copied along
+    [[maybe_unused]] std::uint16_t word16 = 0; ///< reserved; copied along
     timeStamp_t timeStamp;
-    std::uint32_t word32 = 0; ///< reserved; copied along
+    [[maybe_unused]] std::uint32_t word32 = 0; ///< reserved; copied along
 };

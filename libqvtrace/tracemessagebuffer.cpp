@@ -55,8 +55,9 @@ int TraceMessageBuffer::read() {
     end -= std::exchange(begin, 0);
     justRead = true;
     if (end == capacity) {
+        lastRead = -1;
         errno = ENOBUFS;
-        return -1;
+        return lastRead;
     }
     if (ended) {
         microsleep(napMicros, false);
@@ -73,17 +74,19 @@ int TraceMessageBuffer::read() {
         passedOver.cutOff = buffered();
     }
     ended = n <= 0;
-    if (debug) {
-        LogUtil::debugLine("read", "fd " + std::to_string(fd) + ": " + std::to_string(n) + ", buffered " +
-                                       std::to_string(buffered()));
-    }
+    lastRead = static_cast<int>(n);
     errno = savedErrno;
-    return static_cast<int>(n);
+    return lastRead;
 }
 
 MessageBase* TraceMessageBuffer::getNextMessage() {
     const auto lock = lockIfAny(mutex);
     const bool mayThrow = std::exchange(justRead, false);
+    if (debug && mayThrow) {
+        // Said here and not in read(), whose caller may hold a lock of his own.
+        LogUtil::debugLine("getNextMessage",
+                           "read " + std::to_string(lastRead) + ", buffered " + std::to_string(buffered()));
+    }
     while (buffered() > 0) {
         const record::view_t view = record::look(bytes.data() + begin, buffered());
         if (view.finding == record::INCOMPLETE) {

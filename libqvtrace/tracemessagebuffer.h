@@ -66,6 +66,7 @@ private:
     byteVec_t bytes; ///< `capacity` long from the first read on
     std::size_t begin = 0;
     std::size_t end = 0;
+    int lastRead = 0;
     bool justRead = false; ///< the next getNextMessage() may throw
     bool ended = false;    ///< the last read met the end or an error
     passedOver_t passedOver;

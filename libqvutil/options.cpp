@@ -116,14 +116,15 @@ void Options::append(const option_t& row) {
     changed = true;
 }
 
-std::string Options::longForm(const intOption_t& row) const {
-    const std::string name = row.optstring == nullptr ? std::string() : std::string("--") + row.optstring;
-    switch (row.arg) {
-    case A_REQUIRED: return name + (name.empty() ? " " : "=") + row.argHelp;
-    case A_OPTIONAL: return name + (name.empty() ? "[" : "[=") + row.argHelp + "]";
-    case A_NONE: break;
+std::string Options::longForm(const intOption_t& row) {
+    std::string form = row.optstring == nullptr ? std::string() : std::string("--") + row.optstring;
+    const bool named = !form.empty();
+    if (row.arg == A_REQUIRED) {
+        form += (named ? "=" : " ") + std::string(row.argHelp);
+    } else if (row.arg == A_OPTIONAL) {
+        form += (named ? "[=" : "[") + std::string(row.argHelp) + "]";
     }
-    return name;
+    return form;
 }
 
 void Options::update() {

@@ -83,7 +83,7 @@ private:
     static const std::array<int, 3> argumentVals; ///< argument_t to the system's codes
 
     void append(const option_t& row);
-    std::string longForm(const intOption_t& row) const;
+    static std::string longForm(const intOption_t& row);
 
     optionsVec_t options;
     std::size_t cols;

@@ -24,9 +24,10 @@ std::uint64_t localTimeOfDay() {
     const timespec utc = timeOf(CLOCK_REALTIME);
     tm local{};
     if (localtime_r(&utc.tv_sec, &local) == nullptr) {
-        return toMicros(utc) % (24 * 3600 * microsPerSecond);
+        return toMicros(utc) % (86400 * microsPerSecond);
     }
-    const auto seconds = static_cast<std::uint64_t>((local.tm_hour * 60 + local.tm_min) * 60 + local.tm_sec);
+    const int minutes = local.tm_hour * 60 + local.tm_min;
+    const auto seconds = static_cast<std::uint64_t>(minutes) * 60 + static_cast<std::uint64_t>(local.tm_sec);
     return seconds * microsPerSecond + static_cast<std::uint64_t>(utc.tv_nsec) / 1000;
 }
 

@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -98,7 +99,7 @@ private:
               std::uint8_t _channel, std::uint64_t _timegap, std::uint64_t _jitter, const files_t& _files);
 
     // Command line.
-    static void usage(const char* prog, const Options& options);
+    static void usage(const char* _prog, const Options& options);
     static int openNetwork(const char* devname, bool canFd);
     static int openFile(const char* devname, int openFlags);
 
@@ -109,10 +110,18 @@ private:
     std::uint64_t nextGap() const;
 
     /// Reads one frame. Sets `pcm` to a new message that the caller owns, or to null: after -1, and in the
-    /// device-file build when nothing usable was there. Takes no lock around the read.
+    /// device-file build when nothing usable was there. Takes no lock around the read, which blocks until
+    /// something comes.
     int readCAN(CANExtTraceMessage*& pcm);
+
+    /// The same for a caller whose wait said that the descriptor is readable: when another device of the run
+    /// has taken the frame since, it does not block but returns 0 with `pcm` null, and prints nothing.
+    int readIfReadable(CANExtTraceMessage*& pcm);
+
+    enum reading_t { BLOCKING, IF_READABLE };
     int readFrame(CANExtTraceMessage*& pcm);
-    int readRecord(CANExtTraceMessage*& pcm);
+    int readRecord(CANExtTraceMessage*& pcm, reading_t how);
+    std::optional<int> fillBuffer(reading_t how);
 
     /// Writes one frame in one system call, under `mutex`.
     int sendCAN(const CANExtTraceMessage& cm);

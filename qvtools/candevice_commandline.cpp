@@ -54,8 +54,8 @@ Options CanDevice::canAppOptions() {
         0);
 }
 
-void CanDevice::usage(const char* prog, const Options& options) {
-    (Line() << "usage: " << prog << " <options>\n\n"
+void CanDevice::usage(const char* _prog, const Options& options) {
+    (Line() << "usage: " << _prog << " <options>\n\n"
             << "where options are\n\n"
             << options.toString() << "\n")
         .write(std::cout);

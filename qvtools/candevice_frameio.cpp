@@ -4,6 +4,7 @@
 // the socket polled writable, and the frame is gone: `ip link set IF txqueuelen 1000`. And this side takes FD
 // frames only: a classic frame arrives as 16 bytes and is reported as incomplete.
 
+#include "libqvio/fileutils.h"
 #include "libqvio/logutil.h"
 #include "libqvutil/exception.h"
 #include "libqvutil/hexdump.h"
@@ -37,10 +38,30 @@ void debugMessage(const char* function, const char* prefix, const MessageBase& m
     LogUtil::debugLine(function, text.str());
 }
 
+/// A turn for all devices that read only what is there. One frame makes their shared descriptor readable for
+/// all of their waits; who comes second would sit in a blocking read until another frame arrives, and send
+/// nothing meanwhile. Never held together with another lock, nor while something is sent.
+Mutex readTurn;
+
+bool isReadable(int fd) {
+    FdSet rfds(fd);
+    const timespec atOnce{};
+    return qvselect(&rfds, nullptr, nullptr, &atOnce, nullptr) > 0;
+}
+
 } // namespace
 
 int CanDevice::readCAN(CANExtTraceMessage*& pcm) {
-    return network ? readFrame(pcm) : readRecord(pcm);
+    return network ? readFrame(pcm) : readRecord(pcm, BLOCKING);
+}
+
+int CanDevice::readIfReadable(CANExtTraceMessage*& pcm) {
+    if (!network) {
+        return readRecord(pcm, IF_READABLE);
+    }
+    pcm = nullptr;
+    const MutexLocker turn(readTurn);
+    return isReadable(fd) ? readCAN(pcm) : 0;
 }
 
 int CanDevice::readFrame(CANExtTraceMessage*& pcm) {
@@ -62,11 +83,23 @@ int CanDevice::readFrame(CANExtTraceMessage*& pcm) {
     return 0;
 }
 
-int CanDevice::readRecord(CANExtTraceMessage*& pcm) {
+std::optional<int> CanDevice::fillBuffer(reading_t how) {
+    if (how == BLOCKING) {
+        return buffer.read();
+    }
+    const MutexLocker turn(readTurn);
+    return isReadable(fd) ? std::optional<int>(buffer.read()) : std::nullopt;
+}
+
+int CanDevice::readRecord(CANExtTraceMessage*& pcm, reading_t how) {
     pcm = nullptr;
     std::unique_ptr<MessageBase> pmsg(buffer.getNextMessage());
     if (!pmsg) {
-        if (buffer.read() == -1) {
+        const std::optional<int> filled = fillBuffer(how);
+        if (!filled) {
+            return 0;
+        }
+        if (*filled == -1) {
             LogUtil::errorLine("readCAN", "buffer read", errno);
         }
         try {
@@ -94,8 +127,8 @@ int CanDevice::readRecord(CANExtTraceMessage*& pcm) {
         const std::string prefix = "t=" + MessageBase::printTimestamp(getMicroSecondsOfDay()) + ": return: ";
         debugMessage("readCAN", prefix.c_str(), *message);
     }
-    pmsg.release();
     pcm = message;
+    static_cast<void>(pmsg.release());
     return 0;
 }
 

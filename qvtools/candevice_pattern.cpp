@@ -11,7 +11,6 @@
 #include "qvtools/candevice.h"
 
 #include <cerrno>
-#include <iostream>
 #include <limits>
 #include <memory>
 #include <sstream>
@@ -20,19 +19,8 @@ namespace {
 
 constexpr std::uint64_t noTimeout = std::numeric_limits<std::uint64_t>::max();
 
-/// A turn for all senders of the process to discard a frame. One frame makes their shared descriptor readable
-/// for all of their waits; who comes second would sit in a blocking read until another frame arrives, and
-/// send nothing meanwhile. Never held together with another lock or across a send.
-Mutex discardTurn;
-
 std::ostream& operator<<(std::ostream& out, const FdSet& set) {
     return out << "[n=" << set.n << ": " << static_cast<const fd_set&>(set) << "]";
-}
-
-bool isReadable(int fd) {
-    FdSet rfds(fd);
-    const timespec atOnce{};
-    return qvselect(&rfds, nullptr, nullptr, &atOnce, nullptr) > 0;
 }
 
 } // namespace
@@ -103,13 +91,7 @@ int CanDevice::waitForSocket(FdSet& rfds, FdSet& wfds, std::uint64_t to) const {
 
 void CanDevice::discardFrame() {
     CANExtTraceMessage* pcm = nullptr;
-    {
-        const MutexLocker turn(discardTurn);
-        if (!isReadable(fd)) {
-            return;
-        }
-        readCAN(pcm);
-    }
+    readIfReadable(pcm);
     const std::unique_ptr<CANExtTraceMessage> owner(pcm);
     if (pcm != nullptr && verbose >= 2) {
         std::ostringstream text;
