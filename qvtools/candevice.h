@@ -121,6 +121,7 @@ private:
     enum reading_t { BLOCKING, IF_READABLE };
     int readFrame(CANExtTraceMessage*& pcm);
     int readRecord(CANExtTraceMessage*& pcm, reading_t how);
+    std::unique_ptr<MessageBase> nextRecord(reading_t how);
     std::optional<int> fillBuffer(reading_t how);
 
     /// Writes one frame in one system call, under `mutex`.

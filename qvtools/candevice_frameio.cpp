@@ -91,28 +91,34 @@ std::optional<int> CanDevice::fillBuffer(reading_t how) {
     return isReadable(fd) ? std::optional<int>(buffer.read()) : std::nullopt;
 }
 
+std::unique_ptr<MessageBase> CanDevice::nextRecord(reading_t how) {
+    std::unique_ptr<MessageBase> pmsg(buffer.getNextMessage());
+    if (pmsg) {
+        return pmsg;
+    }
+    const std::optional<int> filled = fillBuffer(how);
+    if (!filled) {
+        return nullptr;
+    }
+    if (*filled == -1) {
+        LogUtil::errorLine("readCAN", "buffer read", errno);
+    }
+    try {
+        pmsg.reset(buffer.getNextMessage());
+    } catch (const QVException& exception) {
+        (Line() << exception).writeLine(std::cerr);
+    }
+    if (!pmsg && verbose >= 2) {
+        LogUtil::debugLine("readCAN", "incomplete buffer read");
+    }
+    return pmsg;
+}
+
 int CanDevice::readRecord(CANExtTraceMessage*& pcm, reading_t how) {
     pcm = nullptr;
-    std::unique_ptr<MessageBase> pmsg(buffer.getNextMessage());
+    std::unique_ptr<MessageBase> pmsg = nextRecord(how);
     if (!pmsg) {
-        const std::optional<int> filled = fillBuffer(how);
-        if (!filled) {
-            return 0;
-        }
-        if (*filled == -1) {
-            LogUtil::errorLine("readCAN", "buffer read", errno);
-        }
-        try {
-            pmsg.reset(buffer.getNextMessage());
-        } catch (const QVException& exception) {
-            (Line() << exception).writeLine(std::cerr);
-        }
-        if (!pmsg) {
-            if (verbose >= 2) {
-                LogUtil::debugLine("readCAN", "incomplete buffer read");
-            }
-            return 0;
-        }
+        return 0;
     }
     auto* const message =
         pmsg->getMessageId() == MSGID_CAN_EXT ? dynamic_cast<CANExtTraceMessage*>(pmsg.get()) : nullptr;

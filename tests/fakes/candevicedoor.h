@@ -1,8 +1,8 @@
 #pragma once
 
-#include <string>
-
 #include "qvtools/candevice.h"
+
+#include <string>
 
 /// The tests' way into CanDevice: devices whose dormant file modes are awake, and single steps of the modes.
 struct CanDeviceDoor {
@@ -27,14 +27,15 @@ struct CanDeviceDoor {
 
     /// A device as the command line makes it: the file names are accepted and dropped.
     static CanDevice* make(const settings_t& s) {
-        return new CanDevice(s.fd, s.network, s.verbose, s.answer, s.pattern, s.errnum, s.loop, s.canFd, s.brs, s.canId, s.channel, s.timegap,
-                             s.jitter, s.readFileName, s.sendFileName);
+        return new CanDevice(s.fd, s.network, s.verbose, s.answer, s.pattern, s.errnum, s.loop, s.canFd,
+                             s.brs, s.canId, s.channel, s.timegap, s.jitter, s.readFileName, s.sendFileName);
     }
 
     /// A device that keeps its file names.
     static CanDevice* makeWithFiles(const settings_t& s) {
-        return new CanDevice(s.fd, s.network, s.verbose, s.answer, s.pattern, s.errnum, s.loop, s.canFd, s.brs, s.canId, s.channel, s.timegap,
-                             s.jitter, CanDevice::files_t{s.readFileName, s.sendFileName});
+        return new CanDevice(s.fd, s.network, s.verbose, s.answer, s.pattern, s.errnum, s.loop, s.canFd,
+                             s.brs, s.canId, s.channel, s.timegap, s.jitter,
+                             CanDevice::files_t{s.readFileName, s.sendFileName});
     }
 
     static void threadCode(CanDevice& device) { device.threadCode(); }

@@ -22,17 +22,19 @@ FakeSystem::FakeSystem() {
     }
 }
 
-FakeSystem::~FakeSystem() { active = nullptr; }
+FakeSystem::~FakeSystem() {
+    active = nullptr;
+}
 
 // Sends a call to its script, or to the system under the alias it was made by.
-#define FORWARD(result, alias, member, parameters, arguments)                                                                                \
-    extern "C" result __real_##alias parameters;                                                                                             \
-    extern "C" result __wrap_##alias parameters;                                                                                             \
-    extern "C" result __wrap_##alias parameters {                                                                                            \
-        if (const auto* const script = scripted(&FakeSystem::member)) {                                                                      \
-            return (*script)arguments;                                                                                                       \
-        }                                                                                                                                    \
-        return __real_##alias arguments;                                                                                                     \
+#define FORWARD(result, alias, member, parameters, arguments)                                                \
+    extern "C" result __real_##alias parameters;                                                             \
+    extern "C" result __wrap_##alias parameters;                                                             \
+    extern "C" result __wrap_##alias parameters {                                                            \
+        if (const auto* const script = scripted(&FakeSystem::member)) {                                      \
+            return (*script)arguments;                                                                       \
+        }                                                                                                    \
+        return __real_##alias arguments;                                                                     \
     }
 
 FORWARD(int, socket, socket, (int domain, int type, int protocol), (domain, type, protocol))
@@ -45,17 +47,23 @@ FORWARD(char*, strerror, strerror, (int errnum), (errnum))
 FORWARD(char*, setlocale, setlocale, (int category, const char* locale), (category, locale))
 FORWARD(std::uint64_t, _Z20getMicroSecondsOfDayv, getMicroSecondsOfDay, (), ())
 
-#define SETSOCKOPT(alias)                                                                                                                    \
-    FORWARD(int, alias, setsockopt, (int fd, int level, int option, const void* value, socklen_t n), (fd, level, option, value, n))
-#define PSELECT(alias)                                                                                                                       \
-    FORWARD(int, alias, pselect, (int n, fd_set* r, fd_set* w, fd_set* e, const timespec* timeout, const sigset_t* mask),                    \
+#define SETSOCKOPT(alias)                                                                                    \
+    FORWARD(int, alias, setsockopt, (int fd, int level, int option, const void* value, socklen_t n),         \
+            (fd, level, option, value, n))
+#define PSELECT(alias)                                                                                       \
+    FORWARD(int, alias, pselect,                                                                             \
+            (int n, fd_set* r, fd_set* w, fd_set* e, const timespec* timeout, const sigset_t* mask),         \
             (n, r, w, e, timeout, mask))
-#define CLOCK_GETTIME(alias) FORWARD(int, alias, clock_gettime, (clockid_t clock, timespec* time), (clock, time))
-#define CLOCK_NANOSLEEP(alias)                                                                                                               \
-    FORWARD(int, alias, clock_nanosleep, (clockid_t clock, int flags, const timespec* time, timespec* rest), (clock, flags, time, rest))
-#define LOCALTIME_R(alias) FORWARD(tm*, alias, localtime_r, (const std::time_t* time, tm* local), (time, local))
+#define CLOCK_GETTIME(alias)                                                                                 \
+    FORWARD(int, alias, clock_gettime, (clockid_t clock, timespec * time), (clock, time))
+#define CLOCK_NANOSLEEP(alias)                                                                               \
+    FORWARD(int, alias, clock_nanosleep, (clockid_t clock, int flags, const timespec* time, timespec* rest), \
+            (clock, flags, time, rest))
+#define LOCALTIME_R(alias)                                                                                   \
+    FORWARD(tm*, alias, localtime_r, (const std::time_t* time, tm* local), (time, local))
 // ioctl and open take their last argument as a variable one; none of our calls of open has it.
-#define IOCTL(alias) FORWARD(int, alias, ioctl, (int fd, unsigned long request, void* argument), (fd, request, argument))
+#define IOCTL(alias)                                                                                         \
+    FORWARD(int, alias, ioctl, (int fd, unsigned long request, void* argument), (fd, request, argument))
 #define OPEN(alias) FORWARD(int, alias, open, (const char* path, int flags), (path, flags))
 
 SETSOCKOPT(setsockopt)
@@ -79,7 +87,8 @@ IOCTL(__ioctl_time64)
 // Our own calls pass no attributes and take no result.
 extern "C" int __real_pthread_create(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
 extern "C" int __wrap_pthread_create(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
-extern "C" int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*function)(void*), void* argument) {
+extern "C" int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                                     void* (*function)(void*), void* argument) {
     if (const auto* const script = scripted(&FakeSystem::pthread_create)) {
         return (*script)(thread, function, argument);
     }

@@ -9,9 +9,10 @@
 #include <sys/socket.h>
 #include <sys/types.h>
 
-/// System calls that a test answers itself while an object of this class lives. A member that is empty leaves its call to the system.
-/// A scripted call may throw to get out of a loop that never ends, where the C library declares the call a cancellation point
-/// (read, write, pselect, close, clock_nanosleep); the others are declared not to throw.
+/// System calls that a test answers itself while an object of this class lives. A member that is empty leaves
+/// its call to the system. A scripted call may throw to get out of a loop that never ends, where the C
+/// library declares the call a cancellation point (read, write, pselect, close, clock_nanosleep); the others
+/// are declared not to throw.
 ///
 /// One object at a time; set the members before threads run.
 struct FakeSystem {

@@ -1,0 +1,132 @@
+// qvbus: a bus in user space, on which qvcandev nodes meet without any CAN in the kernel.
+
+#include "libqvutil/line.h"
+#include "libqvutil/number.h"
+#include "libqvutil/options.h"
+#include "libqvutil/utility.h"
+#include "qvtools/standardstreams.h"
+#include "qvtools/userbus.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+#include <string>
+
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr std::uint32_t minNodes = 2;
+constexpr std::uint32_t maxNodes = 64;
+
+struct settings_t {
+    std::string prefix = "qvnode";
+    std::uint32_t nodes = minNodes;
+    bool verbose = false;
+};
+
+Options makeOptions() {
+    return Options(
+        {
+            optionHelp,
+            {'v', "verbose", "print each record in candump's notation"},
+            {'n', "nodes", "n", true, "make n nodes, 2 to 64, default=2"},
+            {'l', "link", "prefix", true, "name the nodes <prefix>0, <prefix>1, ..., default=qvnode"},
+        },
+        0);
+}
+
+void usage(const char* prog, const Options& options) {
+    (Line() << "usage: " << prog << " <options>\n\n"
+            << "A bus in user space: makes pseudo-terminals and hands each trace record that one\n"
+            << "node writes to all others, until SIGINT or SIGTERM; then prints counts per node.\n\n"
+            << "where options are\n\n"
+            << options.toString() << "\nexample\n\n"
+            << "  qvbus -n 2 -l /tmp/node &\n"
+            << "  qvcandev -d /tmp/node1 -a &\n"
+            << "  qvcandev -d /tmp/node0 -p -l 10 -vv\n")
+        .write(std::cout);
+}
+
+int refuse(const char* what, const char* value) {
+    Line text;
+    text << what << " '" << value << "'";
+    return reportError(text.str().c_str());
+}
+
+/// Fills `settings`. Returns false when the run ends here, with `status`.
+bool readOptions(int argc, char** argv, settings_t& settings, int& status) {
+    Options options = makeOptions();
+    options.update();
+    status = EXIT_FAILURE;
+    int letter;
+    while ((letter = options.get(argc, argv)) != -1) {
+        switch (letter) {
+        case 'h':
+            usage(progname(argv[0]), options);
+            status = EXIT_SUCCESS;
+            return false;
+        case 'v': settings.verbose = true; break;
+        case 'l': settings.prefix = optarg; break;
+        case 'n':
+            settings.nodes = targetStrtoul(optarg);
+            if (settings.nodes < minNodes || settings.nodes > maxNodes) {
+                refuse("The number of nodes is 2 to 64, not", optarg);
+                return false;
+            }
+            break;
+        default: refuse("Unknown option", argv[optind - 1]); return false;
+        }
+    }
+    if (optind < argc) {
+        refuse("Unexpected argument", argv[optind]);
+        return false;
+    }
+    return true;
+}
+
+/// A descriptor that is readable once a signal asks the bus to end. The waits go on over signals that are not
+/// blocked.
+int stopDescriptor() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        sigaddset(&signals, signal);
+    }
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    return signalfd(-1, &signals, SFD_CLOEXEC);
+}
+
+int run(int argc, char** argv) {
+    settings_t settings;
+    int status;
+    if (!readOptions(argc, argv, settings, status)) {
+        return status;
+    }
+    // A reader of our output that has gone must not end the bus before its names are removed.
+    std::signal(SIGPIPE, SIG_IGN);
+    const int stopFd = stopDescriptor();
+    UserBus bus(settings.prefix, settings.nodes, settings.verbose);
+    (Line() << settings.nodes << " nodes: " << settings.prefix << "0 to " << settings.prefix
+            << settings.nodes - 1)
+        .writeLine(std::cout);
+    status = bus.run(stopFd) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+    bus.printCounts();
+    close(stopFd);
+    return status;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    fillStandardDescriptors();
+    int status = EXIT_FAILURE;
+    try {
+        status = run(argc, argv);
+    } catch (const std::exception& exception) {
+        reportError(exception.what());
+    }
+    return finishOutput(status);
+}

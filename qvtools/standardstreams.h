@@ -1,0 +1,12 @@
+#pragma once
+
+/// Opens /dev/null on each of the descriptors 0 to 2 that is closed. Call it before anything else: otherwise
+/// the next thing opened gets such a number, and a bus becomes standard output.
+void fillStandardDescriptors();
+
+/// Writes "[ERROR] " and `text` as a line on standard error. Returns EXIT_FAILURE.
+int reportError(const char* text);
+
+/// Flushes standard output; returns `status`, or EXIT_FAILURE with a line that says so when not everything
+/// could be written to it.
+int finishOutput(int status);
