@@ -108,6 +108,7 @@ bool BusNode::isPresent() {
     const bool inUse = (state.revents & POLLHUP) == 0 || (state.revents & POLLIN) != 0;
     if (present && !inUse) {
         leave();
+        tcflush(master, TCOFLUSH); // what is still under way to the terminal; the rest is emptied there
         resetTerminal(terminal);
     }
     present = inUse;
