@@ -172,7 +172,7 @@ std::ostream& Options::print(std::ostream& out) const {
     const std::size_t helpWidth = cols == 0 ? 0 : std::max(minHelpWidth, cols - std::min(cols, helpColumn));
     std::string text;
     for (const intOption_t& row : options) {
-        const bool both = row.shortOptWidth > 0 && row.longOptWidth > 0;
+        const bool both = row.optchar != 0 && row.optstring != nullptr;
         std::string line = "  " + padded(shortForm(row), maxShortOptWidth) + (both ? ", " : "  ") +
                            padded(longForm(row), maxLongOptWidth) + "  ";
         for (const std::string& help : helpLines(row.help, helpWidth)) {

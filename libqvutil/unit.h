@@ -36,6 +36,7 @@ struct unit_t {
     /// overwritten, `exp` is not.
     unit_t<T>& scan(const char* text, short defaultExp) {
         std::istringstream in(text);
+        val = T(); // an empty text leaves it untouched
         in >> val;
         std::string word;
         in >> word;
