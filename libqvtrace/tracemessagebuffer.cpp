@@ -71,7 +71,7 @@ int TraceMessageBuffer::read() {
         end += static_cast<std::size_t>(n);
         total.read += static_cast<std::size_t>(n);
     } else if (n == 0 && !ended) {
-        passedOver.cutOff = buffered();
+        endMet = true;
     }
     ended = n <= 0;
     lastRead = static_cast<int>(n);
@@ -107,6 +107,9 @@ MessageBase* TraceMessageBuffer::getNextMessage() {
         begin += view.size();
         total.delivered += view.size();
         return message;
+    }
+    if (std::exchange(endMet, false)) {
+        passedOver.cutOff = buffered();
     }
     reportPassedOver(mayThrow);
     return nullptr;

@@ -68,6 +68,7 @@ private:
     std::size_t end = 0;
     int lastRead = 0;
     bool justRead = false; ///< the next getNextMessage() may throw
+    bool endMet = false;   ///< the input has ended, and what is left of it is not yet looked at
     bool ended = false;    ///< the last read met the end or an error
     passedOver_t passedOver;
     counts_t total = {};
