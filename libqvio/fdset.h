@@ -21,13 +21,13 @@ public:
     /// Sets the bit and raises `n` to `fd` + 1 when it was lower.
     void set(int fd) {
         checkRange(fd);
-        FD_SET(fd, this);
+        wordOf(fd) |= bitOf(fd);
         n = fd < n ? n : fd + 1;
     }
 
     bool isSet(int fd) const {
         checkRange(fd);
-        return FD_ISSET(fd, this);
+        return (wordOf(fd) & bitOf(fd)) != 0;
     }
 
     /// True when `fd` is below `n` and set; false, too, for a descriptor that no set can hold.
@@ -48,6 +48,14 @@ public:
     int n;
 
 private:
+    // The bits as sys/select.h lays them out. Where the C library is built with checks its macros would check
+    // the range once more, with a call for each bit.
+    static constexpr unsigned int bitsPerWord = 8 * sizeof(fd_mask);
+    static unsigned int index(int fd) { return static_cast<unsigned int>(fd); }
+    static fd_mask bitOf(int fd) { return static_cast<fd_mask>(1UL << (index(fd) % bitsPerWord)); }
+    fd_mask& wordOf(int fd) { return fds_bits[index(fd) / bitsPerWord]; }
+    const fd_mask& wordOf(int fd) const { return fds_bits[index(fd) / bitsPerWord]; }
+
     void clearBits() { FD_ZERO(static_cast<fd_set*>(this)); }
     static void checkRange(int fd) {
         if (fd < 0 || fd >= FD_SETSIZE) {

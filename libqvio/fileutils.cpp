@@ -1,12 +1,11 @@
 #include "libqvio/fileutils.h"
 
-#include <algorithm>
 #include <cerrno>
 
 namespace {
 
-int countOf(const FdSet* set) {
-    return set == nullptr ? 0 : set->n;
+int raised(int n, const FdSet* set) {
+    return set == nullptr || set->n <= n ? n : set->n;
 }
 
 constexpr long nanosPerSecond = 1000000000;
@@ -37,7 +36,7 @@ timespec remaining(const timespec& timeout, const timespec& start) {
 
 int qvselect(FdSet* readSet, FdSet* writeSet, FdSet* exceptSet, const timespec* timeout,
              const sigset_t* mask) {
-    const int n = std::max({countOf(readSet), countOf(writeSet), countOf(exceptSet)});
+    const int n = raised(raised(raised(0, readSet), writeSet), exceptSet);
     if (timeout == nullptr) {
         int ret;
         do {

@@ -112,6 +112,15 @@ public:
     static const unsigned char numDlcBytes[16];
 
 private:
+    /// The payload, in one or a few instructions for the two lengths that the test pattern has.
+    void copyData(std::uint8_t* to) const {
+        switch (numDataBytes) {
+        case 8: std::memcpy(to, data, 8); break;
+        case sizeof data: std::memcpy(to, data, sizeof data); break;
+        default: std::memcpy(to, data, numDataBytes); break;
+        }
+    }
+
     static void uint32ToByteArray(std::uint32_t value, std::uint8_t* bytes);
     static std::uint32_t byteArrayToUint32(const std::uint8_t* bytes);
 
@@ -131,7 +140,7 @@ inline canfd_frame CANTraceMessageBase::getCanFdFrame() const {
     if (type == CF_TXREQUEST) {
         frame.can_id |= CAN_RTR_FLAG;
     } else {
-        std::memcpy(frame.data, data, numDataBytes);
+        copyData(frame.data);
     }
     return frame;
 }
@@ -175,8 +184,8 @@ inline void CANTraceMessageBase::mutatePattern() {
     fixCanId();
     // Four bytes a step: the low seven bits of each are added where no carry can leave the byte, the top bit
     // by exclusive or.
-    std::uint8_t i = 4;
-    for (; i + 4 <= numDataBytes; i = static_cast<std::uint8_t>(i + 4)) {
+    std::size_t i = 4;
+    for (; i + 4 <= numDataBytes; i += 4) {
         std::uint32_t word;
         std::memcpy(&word, data + i, sizeof word);
         word = ((word & 0x7F7F7F7FU) + 0x01010101U) ^ (word & 0x80808080U);

@@ -145,7 +145,7 @@ private:
 
     int waitForSocket(FdSet& rfds, FdSet& wfds, std::uint64_t to) const;
     void discardFrame();
-    void sendPatternFrame(injection_t& injection);
+    void sendWithErrors(injection_t& injection);
 
     /// Turns a received message into its answer: the identifier complemented within its width, and the
     /// payload bytes below the length code inverted.

@@ -139,28 +139,24 @@ int CanDevice::readRecord(CANExtTraceMessage*& pcm, reading_t how) {
 }
 
 int CanDevice::sendCAN(const CANExtTraceMessage& cm) {
-    byteVec_t record;
-    canfd_frame frame;
-    const void* bytes = &frame;
-    std::size_t n = canFd ? CANFD_MTU : CAN_MTU;
     if (verbose >= 2) {
         debugMessage("sendCAN", "send: ", cm);
     }
     if (network) {
-        frame = cm.getCanFdFrame();
+        canfd_frame frame = cm.getCanFdFrame();
         frame.flags = brs ? CANFD_BRS : 0; // whether or not FD is on
-    } else {
-        n = cm.createByteArray(record, true, true);
-        bytes = record.data();
+        return writeWhole(&frame, canFd ? CANFD_MTU : CAN_MTU);
     }
+    byteVec_t record;
+    const std::size_t n = cm.createByteArray(record, true, true);
+    return writeWhole(record.data(), n);
+}
+
+int CanDevice::writeWhole(const void* bytes, std::size_t n) {
     if (verbose >= 2) {
         const auto* const first = static_cast<const unsigned char*>(bytes);
         hexdump(std::cout, first, first + n, "raw", 16, HEXDUMP_PREFIX_NONE, true);
     }
-    return writeWhole(bytes, n);
-}
-
-int CanDevice::writeWhole(const void* bytes, std::size_t n) {
     const MutexLocker locker(mutex);
     const ssize_t nbytes = write(fd, bytes, n);
     if (nbytes < 0) {

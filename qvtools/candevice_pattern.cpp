@@ -59,7 +59,11 @@ int CanDevice::sendPattern() {
             continue;
         }
         patternMsg.setTimeStamp(getMicroSecondsOfDay());
-        sendPatternFrame(injection);
+        if (errnum == 0) {
+            sendCAN(patternMsg); // a frame that could not be written still counts
+        } else {
+            sendWithErrors(injection);
+        }
         if (verbose >= 2) {
             LogUtil::debugLine("sendPattern", "msg counter: " + std::to_string(n));
         }
@@ -76,15 +80,22 @@ int CanDevice::waitForSocket(FdSet& rfds, FdSet& wfds, std::uint64_t to) const {
         text << "select(" << rfds << "," << wfds << ",..," << to << ")";
         LogUtil::debugLine("sendPattern", text.str());
     }
-    // Signed from here on: a time-out of 2^63 µs or more becomes negative, and the wait fails with EINVAL.
-    const timespec timeout = toTimespec(std::chrono::microseconds(static_cast<std::int64_t>(to)));
-    const int ret = qvselect(&rfds, &wfds, nullptr, to == noTimeout ? nullptr : &timeout, nullptr);
-    const int savedErrno = errno;
-    if (verbose >= 2) {
-        std::ostringstream text;
-        text << "after select: ret=" << ret << " rfds=" << rfds << " wfds=" << wfds;
-        LogUtil::debugLine("sendPattern", text.str());
+    timespec timeout;
+    const timespec* limit = nullptr;
+    if (to != noTimeout) {
+        // Signed from here on: a time-out of 2^63 µs or more becomes negative, and the wait fails with
+        // EINVAL.
+        timeout = toTimespec(std::chrono::microseconds(static_cast<std::int64_t>(to)));
+        limit = &timeout;
     }
+    const int ret = qvselect(&rfds, &wfds, nullptr, limit, nullptr);
+    if (verbose < 2) {
+        return ret;
+    }
+    const int savedErrno = errno;
+    std::ostringstream text;
+    text << "after select: ret=" << ret << " rfds=" << rfds << " wfds=" << wfds;
+    LogUtil::debugLine("sendPattern", text.str());
     errno = savedErrno;
     return ret;
 }
@@ -100,11 +111,7 @@ void CanDevice::discardFrame() {
     }
 }
 
-void CanDevice::sendPatternFrame(injection_t& injection) {
-    if (errnum == 0) {
-        sendCAN(patternMsg); // a frame that could not be written still counts
-        return;
-    }
+void CanDevice::sendWithErrors(injection_t& injection) {
     CANExtTraceMessage errmsg(patternMsg);
     if (++injection.errcnt >= errnum) {
         // Walks by the length code, not the byte count: of 64 bytes only 0 to 14 are ever hit. Intended.
