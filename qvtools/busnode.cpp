@@ -6,7 +6,6 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
-#include <poll.h>
 #include <termios.h>
 
 #include <fcntl.h>
@@ -101,11 +100,16 @@ void BusNode::leave() {
     buffer->setFD(master);
 }
 
-bool BusNode::isPresent() {
+short BusNode::look() const {
     pollfd state{master, POLLIN, 0};
     poll(&state, 1, 0);
+    return state.revents;
+}
+
+bool BusNode::isPresent() {
     // Linux: a master hangs up while nobody has the terminal open; what was written before can still be read.
-    const bool inUse = (state.revents & POLLHUP) == 0 || (state.revents & POLLIN) != 0;
+    const short state = look();
+    const bool inUse = (state & POLLHUP) == 0 || (state & POLLIN) != 0;
     if (present && !inUse) {
         leave();
         tcflush(master, TCOFLUSH); // what is still under way to the terminal; the rest is emptied there

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <poll.h>
 #include <string>
 
 /// One connection of the bus in user space: a pseudo-terminal in raw mode whose other side is reached under a
@@ -27,6 +28,9 @@ public:
     /// not read is dropped.
     bool isPresent();
 
+    /// Looks whether there is something to receive.
+    bool hasInput() const { return (look() & POLLIN) != 0; }
+
     /// Reads once what the node has written. False when it has gone.
     bool receive();
 
@@ -47,6 +51,7 @@ public:
     std::uint64_t missed = 0;   ///< records it left no room for
 
 private:
+    short look() const;
     void open();
     void makeLink();
     void leave();

@@ -38,6 +38,7 @@ int UserBus::run(int stopFd) {
             return -1;
         }
         if (rfds.isSet(stopFd)) {
+            serveLast();
             return 0;
         }
         for (const auto& node : nodes) {
@@ -65,6 +66,15 @@ bool UserBus::watchNodes(FdSet& rfds, FdSet& wfds) {
         }
     }
     return allPresent;
+}
+
+/// What the nodes wrote before the bus was asked to end still crosses it.
+void UserBus::serveLast() {
+    for (const auto& node : nodes) {
+        if (node->hasInput()) {
+            serve(*node);
+        }
+    }
 }
 
 void UserBus::serve(BusNode& node) {

@@ -23,6 +23,7 @@ public:
 private:
     bool watchNodes(FdSet& rfds, FdSet& wfds);
     void serve(BusNode& node);
+    void serveLast();
     void distribute(BusNode& from, const MessageBase& message);
 
     std::vector<std::unique_ptr<BusNode>> nodes;

@@ -141,6 +141,25 @@ TEST_F(RunningBus, JoinsARecordThatIsWrittenInPieces) {
     EXPECT_EQ(err, "");
 }
 
+TEST(UserBus, PassesOnWhatWasWrittenBeforeItWasAskedToEnd) {
+    const TemporaryFolder folder;
+    UserBus bus(folder / "node", 2, false);
+    const byteVec_t record = frameRecord(7);
+    const int writer = open((folder / "node0").c_str(), O_RDWR | O_NOCTTY);
+    const int reader = open((folder / "node1").c_str(), O_RDWR | O_NOCTTY);
+    ASSERT_EQ(write(writer, record.data(), record.size()), static_cast<ssize_t>(record.size()));
+    close(writer);
+    int stop[2];
+    ASSERT_EQ(pipe(stop), 0);
+    close(stop[1]); // readable from the start
+    EXPECT_EQ(bus.run(stop[0]), 0);
+    byteVec_t got(record.size());
+    EXPECT_EQ(read(reader, got.data(), got.size()), static_cast<ssize_t>(record.size()));
+    EXPECT_EQ(got, record);
+    close(reader);
+    close(stop[0]);
+}
+
 TEST(UserBus, LeavesNothingBehindWhenOneNameIsTaken) {
     const TemporaryFolder folder;
     ASSERT_EQ(symlink("/dev/null", (folder / "node1").c_str()), 0);
