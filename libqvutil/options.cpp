@@ -66,9 +66,8 @@ const char* const Options::defaultArgHelp = "arg";
 const std::array<int, 3> Options::argumentVals = {no_argument, required_argument, optional_argument};
 
 const Options::option_t optionHelp('h', "help", "show this help text and exit");
-const Options::option_t
-    optionVerbose('v', "verbose",
-                  "say more; may be repeated: -v counters, -vv every frame, -vvv what is discarded");
+const Options::option_t optionVerbose('v', "verbose",
+                                      "say more: -vv every frame and step, -vvv other records, too");
 
 Options::option_t::option_t(int _optchar, const char* _optstring, std::string _help)
     : optchar(_optchar),
