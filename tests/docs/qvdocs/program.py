@@ -1,0 +1,50 @@
+"""The programs, and the option tables that their -h prints.
+
+QV_BIN is the folder of the programs. QV_RUNNER is put in front of each command, for programs of another machine.
+"""
+
+from dataclasses import dataclass
+import os
+from pathlib import Path
+import re
+import shlex
+import subprocess
+
+PROGRAMS = ("qvcan", "qvcandev", "qvbus")
+PATIENCE = 60  # seconds; only a failure waits that long
+
+
+def path_of(program):
+    return str(Path(os.environ["QV_BIN"], program).resolve())
+
+
+def command(program, *options):
+    return [*shlex.split(os.environ.get("QV_RUNNER", "")), path_of(program), *options]
+
+
+def run(program, *options):
+    return subprocess.run(command(program, *options), stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=PATIENCE, check=False)
+
+
+@dataclass(frozen=True)
+class Option:
+    short: str
+    long: str
+    argument: str  # "" for an option without
+
+    @property
+    def shown(self):
+        return f"{self.short}, {self.long}" + (f"={self.argument}" if self.argument else "")
+
+
+ROW = re.compile(r"^ +(-\w), (--[\w-]+)(?:=(\S+))?(?: .*)?$")
+
+
+def option_in(line):
+    """The option that a line of a help text or page is about, or None."""
+    row = ROW.match(line)
+    return Option(row[1], row[2], row[3] or "") if row else None
+
+
+def options_of(program):
+    return [option for option in map(option_in, run(program, "-h").stdout.splitlines()) if option]
