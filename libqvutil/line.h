@@ -1,7 +1,8 @@
 #pragma once
 
+#include "libqvutil/textstream.h"
+
 #include <iosfwd>
-#include <sstream>
 #include <string>
 
 /// One line of output, composed in memory and written in one insertion with a flush.
@@ -25,6 +26,9 @@ public:
         return *this;
     }
 
+    /// For functions that write to a stream.
+    std::ostream& stream() { return text; }
+
     /// The text so far.
     std::string str() const { return text.str(); }
 
@@ -37,6 +41,6 @@ public:
 private:
     void put(std::ostream& out, const char* end) const;
 
-    std::ostringstream text;
+    TextStream text;
     bool broken = false;
 };

@@ -1,7 +1,8 @@
 #pragma once
 
+#include "libqvutil/textstream.h"
+
 #include <ios>
-#include <sstream>
 #include <string>
 
 /// The text of `value` as a string stream writes it when its flags are exactly `flags`: they replace all
@@ -9,7 +10,7 @@
 /// `hex | showbase | fixed` gives "0x1".
 template<typename T>
 std::string makeString(const T& value, std::ios_base::fmtflags flags) {
-    std::ostringstream out;
+    TextStream out;
     out.flags(flags);
     out << value;
     return out.str();

@@ -1,5 +1,6 @@
 #include "libqvutil/options.h"
 
+#include "libqvutil/textstream.h"
 #include "libqvutil/utility.h"
 
 #include <algorithm>
@@ -29,6 +30,7 @@ std::string shortForm(const Options::option_t& row) {
 std::vector<std::string> wrapped(const std::string& line, std::size_t width) {
     std::vector<std::string> pieces;
     std::istringstream words(line);
+    words.exceptions(std::ios_base::badbit);
     std::string piece;
     std::string word;
     while (words >> word) {
@@ -184,7 +186,7 @@ std::ostream& Options::print(std::ostream& out) const {
 }
 
 std::string Options::toString() const {
-    std::ostringstream out;
+    TextStream out;
     print(out);
     return out.str();
 }

@@ -36,7 +36,8 @@ struct unit_t {
     /// overwritten, `exp` is not.
     unit_t<T>& scan(const char* text, short defaultExp) {
         std::istringstream in(text);
-        val = T(); // an empty text leaves it untouched
+        in.exceptions(std::ios_base::badbit); // or a lack of memory would cut the word short
+        val = T();                            // an empty text leaves it untouched
         in >> val;
         std::string word;
         in >> word;

@@ -9,7 +9,6 @@
 
 #include <clocale>
 #include <iostream>
-#include <sstream>
 
 #include <unistd.h>
 
@@ -80,7 +79,7 @@ CanDevice::devices_t CanDevice::parse(int _argc, char** _argv, const char* _defd
     }
     line.derive();
     if (line.verbose >= 2) {
-        std::ostringstream text;
+        Line text;
         text << "timegapUnit=" << line.timegapUnit.val << "*10^" << line.timegapUnit.exp
              << " (prefix=" << line.timegapUnit.prefix << ") timegap=" << line.timegap << "µs";
         LogUtil::debugLine("parse", text.str());

@@ -17,6 +17,7 @@
 #include <net/if.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 namespace {
 
@@ -43,14 +44,8 @@ int setOption(int fd, int option, int value) {
     return setsockopt(fd, SOL_CAN_RAW, option, &value, sizeof value);
 }
 
-} // namespace
-
-// On a fatal failure the socket stays open until the process ends, which follows at once.
-int CanDevice::openNetwork(const char* devname, bool canFd) {
-    const int fd = socket(PF_CAN, SOCK_RAW, CAN_RAW);
-    if (fd < 0) {
-        return fail("error creating socket");
-    }
+/// Names, configures and binds the socket. Returns it, or -1 after the reason has been printed.
+int setUp(int fd, const char* devname, bool canFd) {
     sockaddr_can address{};
     address.can_family = AF_CAN;
     ifreq request{};
@@ -73,8 +68,8 @@ int CanDevice::openNetwork(const char* devname, bool canFd) {
         if (setOption(fd, CAN_RAW_FD_FRAMES, 1) == 0) {
             (Line() << "enabled CAN_RAW_FD_FRAMES").writeLine(std::cout);
         } else {
-            fail("cannot enable CAN_RAW_FD_FRAMES"); // not fatal, and the devices still send FD frames:
-                                                     // intended
+            // Not fatal, and the devices still send FD frames: intended.
+            fail("cannot enable CAN_RAW_FD_FRAMES");
         }
     }
     address.can_ifindex = request.ifr_ifindex;
@@ -84,10 +79,27 @@ int CanDevice::openNetwork(const char* devname, bool canFd) {
     return fd;
 }
 
+} // namespace
+
+// On a fatal failure the socket stays open until the process ends, which follows at once.
+int CanDevice::openNetwork(const char* devname, bool canFd) {
+    const int fd = socket(PF_CAN, SOCK_RAW, CAN_RAW);
+    if (fd < 0) {
+        return fail("error creating socket");
+    }
+    try {
+        return setUp(fd, devname, canFd);
+    } catch (...) { // no memory for a line
+        close(fd);
+        throw;
+    }
+}
+
 int CanDevice::openFile(const char* devname, int openFlags) {
-    const int fd = open(devname, openFlags | O_RDWR); // no O_CREAT: the device must exist
+    // No O_CREAT: the device must exist. A name is never null to open(), which would answer EFAULT.
+    const int fd = devname == nullptr ? -1 : open(devname, openFlags | O_RDWR);
     if (fd == -1) {
-        const int savedErrno = errno;
+        const int savedErrno = devname == nullptr ? EFAULT : errno;
         Line line;
         return fail(line << "error opening " << devname, savedErrno);
     }

@@ -15,7 +15,6 @@
 #include <cerrno>
 #include <iostream>
 #include <memory>
-#include <sstream>
 
 #include <unistd.h>
 
@@ -33,8 +32,8 @@ int incomplete(const char* text) {
 }
 
 void debugMessage(const char* function, const char* prefix, const MessageBase& message) {
-    std::ostringstream text;
-    message.print(text << prefix);
+    Line text;
+    message.print((text << prefix).stream());
     LogUtil::debugLine(function, text.str());
 }
 

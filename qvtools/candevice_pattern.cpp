@@ -6,6 +6,7 @@
 
 #include "libqvio/fileutils.h"
 #include "libqvio/logutil.h"
+#include "libqvutil/line.h"
 #include "libqvutil/random.h"
 #include "libqvutil/utility.h"
 #include "qvtools/candevice.h"
@@ -13,14 +14,15 @@
 #include <cerrno>
 #include <limits>
 #include <memory>
-#include <sstream>
 
 namespace {
 
 constexpr std::uint64_t noTimeout = std::numeric_limits<std::uint64_t>::max();
 
-std::ostream& operator<<(std::ostream& out, const FdSet& set) {
-    return out << "[n=" << set.n << ": " << static_cast<const fd_set&>(set) << "]";
+std::string shown(const FdSet& set) {
+    Line text;
+    text << "[n=" << set.n << ": " << static_cast<const fd_set&>(set) << "]";
+    return text.str();
 }
 
 } // namespace
@@ -76,8 +78,8 @@ int CanDevice::sendPattern() {
 
 int CanDevice::waitForSocket(FdSet& rfds, FdSet& wfds, std::uint64_t to) const {
     if (verbose >= 2) {
-        std::ostringstream text;
-        text << "select(" << rfds << "," << wfds << ",..," << to << ")";
+        Line text;
+        text << "select(" << shown(rfds) << "," << shown(wfds) << ",..," << to << ")";
         LogUtil::debugLine("sendPattern", text.str());
     }
     timespec timeout;
@@ -93,8 +95,8 @@ int CanDevice::waitForSocket(FdSet& rfds, FdSet& wfds, std::uint64_t to) const {
         return ret;
     }
     const int savedErrno = errno;
-    std::ostringstream text;
-    text << "after select: ret=" << ret << " rfds=" << rfds << " wfds=" << wfds;
+    Line text;
+    text << "after select: ret=" << ret << " rfds=" << shown(rfds) << " wfds=" << shown(wfds);
     LogUtil::debugLine("sendPattern", text.str());
     errno = savedErrno;
     return ret;
@@ -105,8 +107,8 @@ void CanDevice::discardFrame() {
     readIfReadable(pcm);
     const std::unique_ptr<CANExtTraceMessage> owner(pcm);
     if (pcm != nullptr && verbose >= 2) {
-        std::ostringstream text;
-        pcm->print(text << "discard: ");
+        Line text;
+        pcm->print((text << "discard: ").stream());
         LogUtil::debugLine("sendPattern", text.str());
     }
 }

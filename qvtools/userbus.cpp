@@ -8,7 +8,6 @@
 
 #include <cerrno>
 #include <iostream>
-#include <sstream>
 
 namespace {
 
@@ -104,9 +103,9 @@ void UserBus::distribute(BusNode& from, const MessageBase& message) {
         }
     }
     if (verbose) {
-        std::ostringstream text;
-        message.print(text);
-        (Line() << from.name() << " " << text.str()).writeLine(std::cout);
+        Line line;
+        message.print((line << from.name() << " ").stream());
+        line.writeLine(std::cout);
     }
 }
 
