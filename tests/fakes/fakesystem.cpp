@@ -74,6 +74,8 @@ LOCALTIME_R(localtime_r)
 IOCTL(ioctl)
 OPEN(open)
 OPEN(open64)
+OPEN(__open_2)
+OPEN(__open64_2)
 
 #if __SIZEOF_POINTER__ == 4
 SETSOCKOPT(__setsockopt64)
@@ -83,6 +85,16 @@ CLOCK_NANOSLEEP(__clock_nanosleep_time64)
 LOCALTIME_R(__localtime64_r)
 IOCTL(__ioctl_time64)
 #endif
+
+// Fortified: the compiler adds the size of the buffer, where it knows it.
+extern "C" ssize_t __real___read_chk(int, void*, size_t, size_t);
+extern "C" ssize_t __wrap___read_chk(int, void*, size_t, size_t);
+extern "C" ssize_t __wrap___read_chk(int fd, void* to, size_t n, size_t room) {
+    if (const auto* const script = scripted(&FakeSystem::read)) {
+        return (*script)(fd, to, n);
+    }
+    return __real___read_chk(fd, to, n, room);
+}
 
 // Our own calls pass no attributes and take no result.
 extern "C" int __real_pthread_create(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);

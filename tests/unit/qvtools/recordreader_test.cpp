@@ -1,0 +1,245 @@
+// Records from the device file: frames become messages, other kinds are discarded, and nothing ends the
+// reading.
+
+#include "libqvtrace/cantracemessage.h"
+#include "tests/fakes/allocations.h"
+#include "tests/fakes/captured.h"
+#include "tests/fakes/lockprobe.h"
+#include "tests/unit/qvtools/recordfile.h"
+
+#include <cerrno>
+#include <iostream>
+#include <memory>
+#include <new>
+#include <ostream>
+#include <string>
+
+namespace {
+
+const char* const incompleteLine = "[DEBUG] BZ::readCAN() incomplete buffer read\n";
+
+struct expected_t {
+    std::string name;
+    unsigned short verbose;
+    std::string out;
+    friend void PrintTo(const expected_t& row, std::ostream* out) { *out << row.name; }
+};
+
+const auto nameOf = [](const auto& row) { return std::string(row.param.name); };
+
+class RecordReaderFrame : public RecordFile, public testing::WithParamInterface<expected_t> {};
+class RecordReaderEmpty : public RecordFile, public testing::WithParamInterface<expected_t> {};
+class RecordReaderOther : public RecordFile, public testing::WithParamInterface<expected_t> {};
+class RecordReaderError : public RecordFile, public testing::WithParamInterface<expected_t> {};
+class RecordReaderGarbage : public RecordFile, public testing::WithParamInterface<expected_t> {};
+
+} // namespace
+
+TEST_P(RecordReaderFrame, IsReturnedAsItIsAndShownWithTheTimeOfTheCall) {
+    open(GetParam().verbose);
+    chunks.push_back(frameRecord(0x123));
+    system.getMicroSecondsOfDay = [] { return std::uint64_t{3661000007}; };
+    int result = -1;
+    const Captured text = captured([&] { result = readOnce(); });
+
+    EXPECT_EQ(result, 0);
+    ASSERT_NE(message, nullptr);
+    EXPECT_EQ(recordOf(*message), frameRecord(0x123)) << "time stamp, channel and all";
+    EXPECT_EQ(withoutBufferLines(text.out), GetParam().out);
+    EXPECT_EQ(text.err, "");
+}
+
+const std::string returned =
+    "[DEBUG] BZ::readCAN() t=01:01:01.000007: return: 12:34:56.000789 ch2 123#112233\n";
+
+INSTANTIATE_TEST_SUITE_P(Verbosity, RecordReaderFrame,
+                         testing::Values(expected_t{"0", 0, ""}, expected_t{"1", 1, ""},
+                                         expected_t{"2", 2, returned}, expected_t{"3", 3, returned}),
+                         nameOf);
+
+TEST_F(RecordReader, ReadsAgainOnlyWhenNoWholeRecordIsLeft) {
+    open(0);
+    chunks.push_back(frameRecord(1) + frameRecord(2) + frameRecord(3).substr(0, 9));
+    chunks.push_back(frameRecord(3).substr(9));
+
+    for (const std::uint32_t id : {1U, 2U}) {
+        EXPECT_EQ(readOnce(), 0);
+        ASSERT_NE(message, nullptr);
+        EXPECT_EQ(message->getCanId(), id);
+        EXPECT_EQ(reads, 1);
+    }
+    EXPECT_EQ(readOnce(), 0);
+    ASSERT_NE(message, nullptr);
+    EXPECT_EQ(message->getCanId(), 3U);
+    EXPECT_EQ(reads, 2);
+}
+
+TEST_P(RecordReaderEmpty, IsNoErrorAndNoMessage) {
+    open(GetParam().verbose);
+    int result = -1;
+    const Captured text = captured([&] { result = readOnce(); });
+
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(message, nullptr);
+    EXPECT_EQ(withoutBufferLines(text.out), GetParam().out);
+    EXPECT_EQ(text.err, "");
+    EXPECT_EQ(reads, 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Verbosity, RecordReaderEmpty,
+                         testing::Values(expected_t{"0", 0, ""}, expected_t{"1", 1, ""},
+                                         expected_t{"2", 2, incompleteLine},
+                                         expected_t{"3", 3, incompleteLine}),
+                         nameOf);
+
+TEST_F(RecordReader, WaitsForTheRestOfARecord) {
+    open(2);
+    chunks.push_back(frameRecord(1).substr(0, 20));
+    const Captured text = captured([&] { EXPECT_EQ(readOnce(), 0); });
+
+    EXPECT_EQ(message, nullptr);
+    EXPECT_EQ(text.out, incompleteLine);
+}
+
+TEST_P(RecordReaderOther, KindIsDiscarded) {
+    open(GetParam().verbose);
+    chunks.push_back(classicRecord(0x123));
+    int result = -1;
+    const std::ptrdiff_t before = allocations::live();
+    {
+        const Captured text = captured([&] { result = readOnce(); });
+
+        EXPECT_EQ(withoutBufferLines(text.out), GetParam().out);
+        EXPECT_EQ(text.err, "");
+        EXPECT_EQ(message, nullptr);
+    }
+    EXPECT_EQ(result, 0);
+    EXPECT_LE(allocations::live(), before + 1) << "only the buffer has grown: the message is deleted";
+}
+
+const std::string discarded = "[DEBUG] BZ::readCAN() discard: 12:34:56.000000 ch0 123#AB\n";
+
+INSTANTIATE_TEST_SUITE_P(Verbosity, RecordReaderOther,
+                         testing::Values(expected_t{"0", 0, ""}, expected_t{"1", 1, ""},
+                                         expected_t{"2", 2, ""}, expected_t{"3", 3, discarded}),
+                         nameOf);
+
+TEST_F(RecordReader, ShowsADiscardedRecordOfAnUnknownKindByItsOwnPrint) {
+    open(3);
+    chunks.push_back(recordOf(MessageBase(static_cast<msgid_t>(77), 0)));
+    MessageBase::invalidHandling = IMH_RETURN_INVALID_MESSAGE;
+    const Captured text = captured([&] { EXPECT_EQ(readOnce(), 0); });
+    MessageBase::invalidHandling = IMH_RETURN_NULL;
+
+    EXPECT_EQ(message, nullptr);
+    EXPECT_EQ(withoutBufferLines(text.out), "[DEBUG] BZ::readCAN() discard: message of kind 77, 0 bytes\n");
+}
+
+TEST_P(RecordReaderError, IsOneErrorLineWithTheReasonOfTheReadAndTheReadingGoesOn) {
+    open(GetParam().verbose);
+    errnum = EIO;
+    int result = -1;
+    const Captured text = captured([&] { result = readOnce(); });
+
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(message, nullptr);
+    EXPECT_EQ(text.err, "[ERROR] BZ::readCAN() buffer read: Input/output error\n");
+    EXPECT_EQ(withoutBufferLines(text.out), GetParam().out);
+
+    chunks.push_back(frameRecord(9));
+    captured([&] { EXPECT_EQ(readOnce(), 0); });
+    ASSERT_NE(message, nullptr);
+    EXPECT_EQ(message->getCanId(), 9U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Verbosity, RecordReaderError,
+                         testing::Values(expected_t{"0", 0, ""}, expected_t{"1", 1, ""},
+                                         expected_t{"2", 2, incompleteLine},
+                                         expected_t{"3", 3, incompleteLine}),
+                         nameOf);
+
+TEST_F(RecordReader, BreaksTheErrorStreamWhenTheSystemHasNoTextForTheReason) {
+    open(0);
+    errnum = EIO;
+    system.strerror = [](int) -> char* { return nullptr; };
+    const Captured text = captured([&] { EXPECT_EQ(readOnce(), 0); });
+
+    EXPECT_EQ(text.err, "[ERROR] BZ::readCAN() buffer read: ");
+    EXPECT_FALSE(text.errGood);
+}
+
+TEST_P(RecordReaderGarbage, IsReportedByTheExceptionsTextAndTheRecordBehindItComesNext) {
+    open(GetParam().verbose);
+    chunks.push_back("abc" + frameRecord(5));
+    int result = -1;
+    const Captured text = captured([&] { result = readOnce(); });
+
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(message, nullptr);
+    EXPECT_EQ(text.err, "trace buffer: passed over 3 bytes outside of any sound record\n");
+    EXPECT_EQ(withoutBufferLines(text.out), GetParam().out);
+
+    captured([&] { EXPECT_EQ(readOnce(), 0); });
+    ASSERT_NE(message, nullptr);
+    EXPECT_EQ(message->getCanId(), 5U);
+    EXPECT_EQ(reads, 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Verbosity, RecordReaderGarbage,
+                         testing::Values(expected_t{"0", 0, ""}, expected_t{"1", 1, ""},
+                                         expected_t{"2", 2, incompleteLine},
+                                         expected_t{"3", 3, incompleteLine}),
+                         nameOf);
+
+TEST_F(RecordReader, LetsAnExceptionOfItsFirstLookAtTheBufferOut) {
+    open(0);
+    chunks.push_back(frameRecord(1) + frameRecord(2));
+    readOnce();
+    {
+        const allocations::FailNth failure(1);
+        EXPECT_THROW(readOnce(), std::bad_alloc);
+    }
+    EXPECT_EQ(message, nullptr);
+
+    EXPECT_EQ(readOnce(), 0);
+    ASSERT_NE(message, nullptr) << "the record is not lost";
+    EXPECT_EQ(message->getCanId(), 2U);
+}
+
+TEST_F(RecordReader, TakesNoMemoryForTextBelowTheVerbosityThatPrintsIt) {
+    open(1);
+    chunks.push_back(frameRecord(1) + frameRecord(2) + classicRecord(3));
+    readOnce();
+
+    EXPECT_EQ(allocations::during([&] { readOnce(); }), 1U) << "the message";
+    EXPECT_EQ(allocations::during([&] { readOnce(); }), 1U) << "the message that is discarded";
+    EXPECT_EQ(allocations::during([&] { readOnce(); }), 0U) << "nothing was there";
+    EXPECT_EQ(reads, 2);
+}
+
+TEST_F(RecordReader, HoldsTheLogLockForItsLinesAndNoLockWhileItReads) {
+    open(2);
+    watch = true;
+    errnum = EIO;
+    const LockProbe out(std::cout);
+    const LockProbe err(std::cerr);
+    readOnce();
+
+    EXPECT_FALSE(locks.device || locks.log) << "during the read";
+    ASSERT_FALSE(err.pieces.empty());
+    ASSERT_EQ(out.pieces.size(), 1U);
+    for (const LockProbe::piece_t& piece : err.pieces) {
+        EXPECT_TRUE(piece.locks.log && !piece.locks.device) << piece.text;
+    }
+    EXPECT_TRUE(out.pieces.front().locks.log && !out.pieces.front().locks.device);
+}
+
+TEST_F(RecordReader, WritesAnExceptionsLineWithoutALock) {
+    open(0);
+    chunks.push_back("abc");
+    const LockProbe err(std::cerr);
+    readOnce();
+
+    ASSERT_EQ(err.pieces.size(), 1U);
+    EXPECT_FALSE(err.pieces.front().locks.log || err.pieces.front().locks.device);
+}

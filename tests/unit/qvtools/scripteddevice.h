@@ -1,0 +1,47 @@
+#pragma once
+
+#include "tests/fakes/candevicedoor.h"
+#include "tests/fakes/fakesystem.h"
+
+#include <memory>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <linux/can.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+/// A device on descriptor 7, which is none: all that is done with it is scripted.
+class ScriptedDevice : public testing::Test {
+protected:
+    static constexpr int descriptor = 7;
+
+    ScriptedDevice() {
+        settings.fd = descriptor;
+        system.close = [](int fd) { return fd == descriptor ? 0 : static_cast<int>(syscall(SYS_close, fd)); };
+    }
+
+    std::unique_ptr<CanDevice> make() const {
+        return std::unique_ptr<CanDevice>(CanDeviceDoor::make(settings));
+    }
+
+    std::unique_ptr<CanDevice> make(unsigned short verbose) {
+        settings.verbose = verbose;
+        return make();
+    }
+
+    FakeSystem system;
+    CanDeviceDoor::settings_t settings;
+};
+
+/// Bytes in two-digit hexadecimal, a blank in front of each group of eight.
+inline std::string hexadecimal(const void* bytes, std::size_t n) {
+    std::string text;
+    for (std::size_t i = 0; i < n; ++i) {
+        const unsigned int byte = static_cast<const unsigned char*>(bytes)[i];
+        text += i > 0 && i % 8 == 0 ? " " : "";
+        text += "0123456789abcdef"[byte >> 4U];
+        text += "0123456789abcdef"[byte & 15U];
+    }
+    return text;
+}
