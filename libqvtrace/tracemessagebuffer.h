@@ -9,7 +9,7 @@
 
 /// Reads trace records from a descriptor that it does not own. Records may come cut anywhere, many at once,
 /// with garbage between them: every sound record is delivered, once and in order. Memory is bounded by
-/// `capacity`. Used by one thread, unless a mutex is given, which is then taken by each operation.
+/// `capacity`. Used by one thread, unless a mutex is given, which `read` and `getNextMessage` then take.
 class TraceMessageBuffer {
 public:
     /// Counts of bytes since construction. `read` is `delivered` + `dropped` + what is still buffered.
