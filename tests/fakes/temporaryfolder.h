@@ -12,7 +12,7 @@ class TemporaryFolder {
 public:
     TemporaryFolder() {
         const char* const parent = std::getenv("TMPDIR");
-        path = std::string(parent == nullptr ? "/tmp" : parent) + "/qv-test.XXXXXX";
+        path = std::string(parent == nullptr ? "/tmp" : parent) + "/qv-test-XXXXXX";
         if (mkdtemp(path.data()) == nullptr) {
             throw std::system_error(errno, std::generic_category(), path);
         }
