@@ -1,6 +1,7 @@
 #include "qvtools/entry.h"
 
 #include "libqvutil/line.h"
+#include "libqvutil/utility.h"
 #include "qvtools/candevice.h"
 #include "qvtools/commandline.h"
 #include "qvtools/standardstreams.h"
@@ -27,6 +28,7 @@ int run(int argc, char** argv, const char* defdevice, bool network) {
     if (devices.empty()) {
         return outcome == CommandLine::HELP ? EXIT_SUCCESS : EXIT_FAILURE;
     }
+    getMicroSecondsOfDay(); // the first call reads the time zone's file: not while a frame waits
     CanDevice::start(devices);
     CanDevice::join(devices);
     return EXIT_SUCCESS;
