@@ -1,0 +1,71 @@
+"""The bus: a pair of vxcan interfaces. What is sent on one end arrives at every reader of the other."""
+
+import json
+from pathlib import Path
+import socket
+import subprocess
+
+from qvbus.waiting import wait_until
+
+
+def command(*words, stdin=""):
+    done = subprocess.run([str(word) for word in words], capture_output=True, text=True, input=stdin)
+    if done.returncode != 0:
+        raise AssertionError(f"{' '.join(map(str, words))}: {done.stderr.strip()}")
+    return done.stdout
+
+
+def ip(*lines):
+    """Several commands of ip in one process: where starting one is slow, set-up would take longer than the test."""
+    command("ip", "-batch", "-", stdin="".join(line + "\n" for line in lines))
+
+
+class Pair:
+    def __init__(self, near="vxcan0", far="vxcan1", *, mtu=72, queue=1000):
+        self.near, self.far = near, far
+        ip(f"link add {near} type vxcan peer name {far}",
+           *[f"link set {name} mtu {mtu} txqueuelen {queue}" for name in (near, far)],
+           *[f"link set {name} up" for name in (near, far)])
+
+    def other(self, name):
+        return self.far if name == self.near else self.near
+
+    def up(self, name):
+        ip(f"link set {name} up")
+
+    def down(self, name):
+        ip(f"link set {name} down")
+
+    def set_mtu(self, mtu):
+        """72 is an FD bus, 16 a classic one. Leaves both ends up."""
+        for step in ("down", f"mtu {mtu}", "up"):
+            ip(*[f"link set {name} {step}" for name in (self.near, self.far)])
+
+    def delete(self):
+        ip(f"link del {self.near}")
+
+    def exists(self):
+        return self.near in (name for _, name in socket.if_nameindex())
+
+    def shape(self, name, queue):
+        """Makes the end send as a 500 kbit/s bus would, with room for that many waiting frames: 3900 classic or 868 FD frames
+        a second."""
+        ip(f"link set {name} txqueuelen {queue}")
+        command("tc", "qdisc", "add", "dev", name, "root", "handle", "1:", "tbf", "rate", "500kbit", "burst", 1000, "limit", 64000)
+        # tbf counts its queue in bytes; a pfifo inside takes its limit from txqueuelen, as the queue of a real interface does.
+        command("tc", "qdisc", "add", "dev", name, "parent", "1:1", "handle", "10:", "pfifo")
+
+    def counters(self, name):
+        """The kernel's own: (frames received, frames sent)."""
+        stats = json.loads(command("ip", "-j", "-s", "link", "show", name))[0]["stats64"]
+        return stats["rx"]["packets"], stats["tx"]["packets"]
+
+
+def listeners(name):
+    """How many raw sockets listen to all frames of the interface."""
+    lines = Path("/proc/net/can/rcvlist_all").read_text().splitlines()
+    return sum(1 for line in lines if line.split()[:1] == [name])
+
+
+def wait_for_listeners(name, count):
+    wait_until(lambda: listeners(name) == count, lambda: f"{count} sockets on {name}; there are {listeners(name)}")
