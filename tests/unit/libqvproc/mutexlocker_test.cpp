@@ -1,0 +1,92 @@
+#include "libqvproc/mutex.h"
+
+#include <cerrno>
+#include <stdexcept>
+#include <thread>
+#include <type_traits>
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+namespace {
+
+static_assert(!std::is_copy_constructible_v<MutexLocker> && !std::is_copy_assignable_v<MutexLocker>);
+static_assert(!std::is_constructible_v<MutexLocker, const Mutex&> &&
+              !std::is_default_constructible_v<MutexLocker>);
+
+/// Whether another thread could take the mutex; it gives it back.
+bool isFree(Mutex& mutex) {
+    bool taken = false;
+    std::thread([&] {
+        if (mutex.trylock()) {
+            taken = true;
+            mutex.unlock();
+        }
+    }).join();
+    return taken;
+}
+
+} // namespace
+
+TEST(MutexLocker, HoldsTheMutexForAScope) {
+    Mutex mutex;
+    {
+        const MutexLocker locker(mutex);
+        EXPECT_FALSE(isFree(mutex));
+    }
+    EXPECT_TRUE(isFree(mutex));
+}
+
+TEST(MutexLocker, ReleasesAndTakesTheMutexInsideTheScope) {
+    Mutex mutex;
+    {
+        MutexLocker locker(mutex);
+        EXPECT_EQ(locker.unlock(), 0);
+        EXPECT_TRUE(isFree(mutex));
+        EXPECT_EQ(locker.lock(), 0);
+        EXPECT_FALSE(isFree(mutex));
+    }
+    EXPECT_TRUE(isFree(mutex));
+}
+
+TEST(MutexLocker, DoesNotReleaseAtTheEndWhatItHasReleasedBefore) {
+    Mutex::Attr attr;
+    ASSERT_EQ(attr.setType(PTHREAD_MUTEX_RECURSIVE), 0);
+    Mutex mutex(attr);
+    mutex.lock(); // a second release by the locker would take this one away
+    [&]() NO_THREAD_SAFETY_ANALYSIS {
+        MutexLocker locker(mutex);
+        EXPECT_EQ(locker.unlock(), 0);
+    }();
+    EXPECT_FALSE(isFree(mutex));
+    mutex.unlock();
+    EXPECT_TRUE(isFree(mutex));
+}
+
+TEST(MutexLocker, PassesTheResultsOfTheMutex) {
+    Mutex::Attr attr;
+    ASSERT_EQ(attr.setType(PTHREAD_MUTEX_ERRORCHECK), 0);
+    Mutex mutex(attr);
+    [&]() NO_THREAD_SAFETY_ANALYSIS {
+        MutexLocker locker(mutex);
+        EXPECT_EQ(locker.lock(), EDEADLK);
+        EXPECT_EQ(locker.unlock(), 0);
+    }();
+    EXPECT_TRUE(isFree(mutex));
+}
+
+TEST(MutexLocker, ReleasesTheMutexWhenAnExceptionLeavesTheScope) {
+    Mutex mutex;
+    const auto scope = [&] {
+        const MutexLocker locker(mutex);
+        throw std::runtime_error("leaves");
+    };
+    EXPECT_THROW(scope(), std::runtime_error);
+    EXPECT_TRUE(isFree(mutex));
+}
+
+TEST(MutexLocker, GivesItsMutex) {
+    Mutex mutex;
+    MutexLocker locker(mutex);
+    EXPECT_EQ(&locker.get(), &mutex);
+}

@@ -1,0 +1,26 @@
+#include "libqvutil/exception.h"
+#include "libqvutil/line.h"
+
+#include <sstream>
+#include <stdexcept>
+
+#include <gtest/gtest.h>
+
+TEST(QVException, CarriesItsText) {
+    EXPECT_STREQ(QVException("record too long").what(), "record too long");
+}
+
+TEST(QVException, IsWrittenAsItsText) {
+    std::ostringstream out;
+    out << QVException("record too long") << ".";
+    EXPECT_EQ(out.str(), "record too long.");
+    EXPECT_EQ((Line() << QVException("refused")).str(), "refused");
+}
+
+TEST(QVException, IsCaughtAsARuntimeError) {
+    try {
+        throw QVException("thrown");
+    } catch (const std::runtime_error& exception) {
+        EXPECT_STREQ(exception.what(), "thrown");
+    }
+}
