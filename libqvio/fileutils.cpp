@@ -32,25 +32,31 @@ timespec remaining(const timespec& timeout, const timespec& start) {
     return rest.tv_sec < 0 ? timespec{} : rest;
 }
 
-} // namespace
-
-int qvselect(FdSet* readSet, FdSet* writeSet, FdSet* exceptSet, const timespec* timeout,
-             const sigset_t* mask) {
-    const int n = raised(raised(raised(0, readSet), writeSet), exceptSet);
-    if (timeout == nullptr) {
-        int ret;
-        do {
-            ret = pselect(n, readSet, writeSet, exceptSet, nullptr, mask);
-        } while (ret == -1 && errno == EINTR); // the kernel leaves the sets alone when it fails
-        return ret;
-    }
+/// The wait with a time-out. Not inlined: a frame that is due waits without one, and should not pay for it.
+[[gnu::noinline]] int selectFor(const timespec& timeout, int n, FdSet* readSet, FdSet* writeSet,
+                                FdSet* exceptSet, const sigset_t* mask) {
     const timespec start = monotonicNow();
-    timespec rest = *timeout;
+    timespec rest = timeout;
     for (;;) {
         const int ret = pselect(n, readSet, writeSet, exceptSet, &rest, mask);
         if (ret != -1 || errno != EINTR) {
             return ret;
         }
-        rest = remaining(*timeout, start);
+        rest = remaining(timeout, start);
     }
+}
+
+} // namespace
+
+int qvselect(FdSet* readSet, FdSet* writeSet, FdSet* exceptSet, const timespec* timeout,
+             const sigset_t* mask) {
+    const int n = raised(raised(raised(0, readSet), writeSet), exceptSet);
+    if (timeout != nullptr) {
+        return selectFor(*timeout, n, readSet, writeSet, exceptSet, mask);
+    }
+    int ret;
+    do {
+        ret = pselect(n, readSet, writeSet, exceptSet, nullptr, mask);
+    } while (ret == -1 && errno == EINTR); // the kernel leaves the sets alone when it fails
+    return ret;
 }

@@ -121,6 +121,19 @@ private:
         }
     }
 
+    /// Adds 1 to each of `n` bytes, four a step: the low seven bits of each are added where no carry can
+    /// leave the byte, the top bit by exclusive or. The fixed count lets the compiler take more at a time.
+    template<std::size_t n>
+    static void increment(std::uint8_t* bytes) {
+        static_assert(n % 4 == 0, "whole words only");
+        for (std::size_t i = 0; i < n; i += 4) {
+            std::uint32_t word;
+            std::memcpy(&word, bytes + i, sizeof word);
+            word = ((word & 0x7F7F7F7FU) + 0x01010101U) ^ (word & 0x80808080U);
+            std::memcpy(bytes + i, &word, sizeof word);
+        }
+    }
+
     static void uint32ToByteArray(std::uint32_t value, std::uint8_t* bytes);
     static std::uint32_t byteArrayToUint32(const std::uint8_t* bytes);
 
@@ -182,16 +195,12 @@ inline void CANTraceMessageBase::mutatePattern() {
     uint32ToByteArray(counter, data);
     canId = counter;
     fixCanId();
-    // Four bytes a step: the low seven bits of each are added where no carry can leave the byte, the top bit
-    // by exclusive or.
-    std::size_t i = 4;
-    for (; i + 4 <= numDataBytes; i += 4) {
-        std::uint32_t word;
-        std::memcpy(&word, data + i, sizeof word);
-        word = ((word & 0x7F7F7F7FU) + 0x01010101U) ^ (word & 0x80808080U);
-        std::memcpy(data + i, &word, sizeof word);
-    }
-    for (; i < numDataBytes; ++i) {
-        data[i] = static_cast<std::uint8_t>(data[i] + 1U);
+    switch (numDataBytes) {
+    case 8: increment<4>(data + 4); break;
+    case sizeof data: increment<sizeof data - 4>(data + 4); break;
+    default:
+        for (std::size_t i = 4; i < numDataBytes; ++i) {
+            data[i] = static_cast<std::uint8_t>(data[i] + 1U);
+        }
     }
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "libqvio/fdset.h"
 #include "libqvproc/mutex.h"
 #include "libqvproc/thread.h"
 #include "libqvtrace/canexttracemessage.h"
@@ -143,7 +142,6 @@ private:
         std::size_t erri = 0;     ///< payload index of the next one
     };
 
-    int waitForSocket(FdSet& rfds, FdSet& wfds, std::uint64_t to) const;
     void discardFrame();
     void sendWithErrors(injection_t& injection);
 

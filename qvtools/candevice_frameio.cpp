@@ -31,6 +31,12 @@ int incomplete(const char* text) {
     return -1;
 }
 
+/// Not inlined: a quiet device should not pay for it with each frame.
+[[gnu::noinline]] void dump(const void* bytes, std::size_t n) {
+    const auto* const first = static_cast<const unsigned char*>(bytes);
+    hexdump(std::cout, first, first + n, "raw", 16, HEXDUMP_PREFIX_NONE, true);
+}
+
 void debugMessage(const char* function, const char* prefix, const MessageBase& message) {
     Line text;
     message.print((text << prefix).stream());
@@ -153,8 +159,7 @@ int CanDevice::sendCAN(const CANExtTraceMessage& cm) {
 
 int CanDevice::writeWhole(const void* bytes, std::size_t n) {
     if (verbose >= 2) {
-        const auto* const first = static_cast<const unsigned char*>(bytes);
-        hexdump(std::cout, first, first + n, "raw", 16, HEXDUMP_PREFIX_NONE, true);
+        dump(bytes, n);
     }
     const MutexLocker locker(mutex);
     const ssize_t nbytes = write(fd, bytes, n);

@@ -25,6 +25,28 @@ std::string shown(const FdSet& set) {
     return text.str();
 }
 
+int wait(FdSet& rfds, FdSet& wfds, std::uint64_t to) {
+    if (to == noTimeout) {
+        return qvselect(&rfds, &wfds, nullptr, nullptr, nullptr);
+    }
+    // Signed from here on: a time-out of 2^63 µs or more becomes negative, and the wait fails with EINVAL.
+    const timespec timeout = toTimespec(std::chrono::microseconds(static_cast<std::int64_t>(to)));
+    return qvselect(&rfds, &wfds, nullptr, &timeout, nullptr);
+}
+
+int waitAloud(FdSet& rfds, FdSet& wfds, std::uint64_t to) {
+    Line before;
+    before << "select(" << shown(rfds) << "," << shown(wfds) << ",..," << to << ")";
+    LogUtil::debugLine("sendPattern", before.str());
+    const int ret = wait(rfds, wfds, to);
+    const int savedErrno = errno;
+    Line after;
+    after << "after select: ret=" << ret << " rfds=" << shown(rfds) << " wfds=" << shown(wfds);
+    LogUtil::debugLine("sendPattern", after.str());
+    errno = savedErrno;
+    return ret;
+}
+
 } // namespace
 
 std::uint64_t CanDevice::nextGap() const {
@@ -46,7 +68,7 @@ int CanDevice::sendPattern() {
         } else {
             wfds.set(fd);
         }
-        const int ret = waitForSocket(rfds, wfds, to);
+        const int ret = verbose >= 2 ? waitAloud(rfds, wfds, to) : wait(rfds, wfds, to);
         if (ret == -1) {
             LogUtil::errorLine("sendPattern", "select", errno);
             return -1;
@@ -74,32 +96,6 @@ int CanDevice::sendPattern() {
         n = toTargetLong(n + 1);
     }
     return 0;
-}
-
-int CanDevice::waitForSocket(FdSet& rfds, FdSet& wfds, std::uint64_t to) const {
-    if (verbose >= 2) {
-        Line text;
-        text << "select(" << shown(rfds) << "," << shown(wfds) << ",..," << to << ")";
-        LogUtil::debugLine("sendPattern", text.str());
-    }
-    timespec timeout;
-    const timespec* limit = nullptr;
-    if (to != noTimeout) {
-        // Signed from here on: a time-out of 2^63 µs or more becomes negative, and the wait fails with
-        // EINVAL.
-        timeout = toTimespec(std::chrono::microseconds(static_cast<std::int64_t>(to)));
-        limit = &timeout;
-    }
-    const int ret = qvselect(&rfds, &wfds, nullptr, limit, nullptr);
-    if (verbose < 2) {
-        return ret;
-    }
-    const int savedErrno = errno;
-    Line text;
-    text << "after select: ret=" << ret << " rfds=" << shown(rfds) << " wfds=" << shown(wfds);
-    LogUtil::debugLine("sendPattern", text.str());
-    errno = savedErrno;
-    return ret;
 }
 
 void CanDevice::discardFrame() {
