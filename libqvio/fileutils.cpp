@@ -1,11 +1,13 @@
 #include "libqvio/fileutils.h"
 
+#include <algorithm>
 #include <cerrno>
 
 namespace {
 
+// Never beyond what a set holds: the kernel would read past it.
 int raised(int n, const FdSet* set) {
-    return set == nullptr || set->n <= n ? n : set->n;
+    return set == nullptr || set->n <= n ? n : std::min(set->n, static_cast<int>(FD_SETSIZE));
 }
 
 constexpr long nanosPerSecond = 1000000000;

@@ -1,8 +1,7 @@
 #include "libqvproc/thread.h"
 
-#include "libqvutil/line.h"
-
 #include <cerrno>
+#include <cstdio>
 #include <cxxabi.h>
 #include <exception>
 #include <iostream>
@@ -15,9 +14,15 @@ pthread_t invalidHandle() {
     return handle;
 }
 
-// Written without the log lock, which belongs to a layer above; one insertion keeps the line whole.
+// Without the log lock, which belongs to a layer above, and without allocating: the exception may be a lack
+// of memory. One insertion keeps the line whole; a text that is too long for it is cut.
 void report(const char* what) {
-    (Line() << "[ERROR] BZ::threadCode() " << what).writeLine(std::cerr);
+    char line[512];
+    const int n = std::snprintf(line, sizeof line, "[ERROR] BZ::threadCode() %s\n", what);
+    if (n >= static_cast<int>(sizeof line)) {
+        line[sizeof line - 2] = '\n';
+    }
+    std::cerr << line << std::flush;
 }
 
 } // namespace

@@ -16,8 +16,6 @@ static_assert(TraceMessageBuffer::capacity >= 2 * record::maxSize,
 
 namespace {
 
-constexpr unsigned long napMicros = 10000;
-
 std::unique_lock<std::mutex> lockIfAny(std::mutex* mutex) {
     return mutex == nullptr ? std::unique_lock<std::mutex>() : std::unique_lock<std::mutex>(*mutex);
 }
@@ -48,7 +46,7 @@ std::string TraceMessageBuffer::passedOver_t::text() const {
 
 TraceMessageBuffer::TraceMessageBuffer(std::mutex* _mutex) : mutex(_mutex) {}
 
-int TraceMessageBuffer::read() {
+int TraceMessageBuffer::read(bool patient) {
     const auto lock = lockIfAny(mutex);
     bytes.resize(capacity);
     std::copy(bytes.data() + begin, bytes.data() + end, bytes.data());
@@ -59,7 +57,7 @@ int TraceMessageBuffer::read() {
         errno = ENOBUFS;
         return lastRead;
     }
-    if (ended) {
+    if (ended && patient) {
         microsleep(napMicros, false);
     }
     ssize_t n;

@@ -30,9 +30,15 @@ public:
 
     /// Reads once what the descriptor has, blocking as it blocks. Returns the number of bytes; 0 at the end
     /// of the input; -1 with errno set on failure (ENOBUFS: records wait to be taken first). At an end or
-    /// failure that was reported before, it naps about 10 ms first, so that a caller who just tries again
-    /// does not take a processor.
-    int read();
+    /// failure that was reported before, it naps `napMicros` first, so that a caller who just tries again
+    /// does not take a processor; not so with `patient` false, for a caller who sees to that himself
+    /// (`atEnd`).
+    int read(bool patient = true);
+
+    /// The last read met the end of the input or a failure.
+    bool atEnd() const { return ended; }
+
+    static constexpr unsigned long napMicros = 10000;
 
     /// The next message, new and owned by the caller; null when no whole record is buffered.
     ///

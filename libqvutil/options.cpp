@@ -157,8 +157,7 @@ int Options::get(int argc, char** argv) {
     if (changed) {
         update();
     }
-    return getopt_long(argc, argv, singleCharSwitches.c_str(), longOptions.data(),
-                       nullptr); // NOLINT(concurrency-mt-unsafe)
+    return getopt_long(argc, argv, singleCharSwitches.c_str(), longOptions.data(), nullptr);
 }
 
 std::ostream& Options::print(std::ostream& out) const {

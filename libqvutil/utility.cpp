@@ -35,7 +35,7 @@ std::uint64_t localTimeOfDay() {
 
 const char* errorText(int errnum) {
     return std::strerror(errnum);
-} // NOLINT(concurrency-mt-unsafe): per thread in glibc
+}
 
 const char* progname(const char* argv0) {
     if (argv0 == nullptr) {

@@ -49,12 +49,12 @@ BusNode::BusNode(const std::string& name) : link(name) {
     open();
     try {
         resetTerminal(terminal);
+        leave();
         makeLink();
     } catch (...) {
         close(master);
         throw;
     }
-    leave();
 }
 
 BusNode::~BusNode() {

@@ -72,8 +72,9 @@ public:
               const std::string& _readFileName, const std::string& _sendFileName);
 
     /// Closes the descriptor, if there is one. Devices of a run share it and each closes the same number: the
-    /// first close succeeds, the later ones fail unnoticed. So nothing may be opened between the destruction
-    /// of the first and the last of them: it could get the number and be closed by the next.
+    /// first close succeeds, the later ones fail unnoticed; that is intended. So nothing may be opened
+    /// between the destruction of the first and the last of them: it could get the number and be closed by
+    /// the next.
     ~CanDevice() override;
 
     CanDevice(const CanDevice&) = delete;
@@ -142,7 +143,7 @@ private:
         std::size_t erri = 0;     ///< payload index of the next one
     };
 
-    void discardFrame();
+    void discardFrame(std::uint64_t to);
     void sendWithErrors(injection_t& injection);
 
     /// Turns a received message into its answer: the identifier complemented within its width, and the

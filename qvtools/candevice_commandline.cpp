@@ -12,9 +12,8 @@
 
 #include <unistd.h>
 
-// The help texts are the tools' user interface and stay as they are, the lone parenthesis at --brs, the line
-// break at the end of
-// --error and the jitter's "default=0." included.
+// The help texts are the tools' user interface and stay as they are: the lone parenthesis at --brs, the
+// line break at the end of --error and the jitter's "default=0." are intended.
 Options CanDevice::canAppOptions() {
     const auto decimal = [](auto value) { return makeString(value, std::ios::fixed); };
     const auto hexadecimal = [](auto value) {
@@ -64,9 +63,8 @@ CanDevice::devices_t CanDevice::parse(int _argc, char** _argv, const char* _defd
     devices_t devices;
     prog = progname(_argv[0]);
     Options options = canAppOptions();
-    setlocale(
-        LC_ALL,
-        "en_US.UTF-8"); // where it is not installed the tools write the same text: nothing here depends on it
+    // Where it is not installed the tools write the same text: nothing here depends on it.
+    setlocale(LC_ALL, "en_US.UTF-8");
     options.update();
 
     CommandLine line(_defdevice);
@@ -93,16 +91,19 @@ CanDevice::devices_t CanDevice::parse(int _argc, char** _argv, const char* _defd
     if (fd < 0) {
         return devices;
     }
+    bool owned = false; // a device that has been constructed closes the descriptor, whatever comes
     try {
         for (const canid_t canId : line.canids) {
-            devices.emplace_back(new CanDevice(fd, _network, line.verbose, line.answer, line.pattern,
-                                               line.errnum, line.loop, line.canFd, line.brs, canId,
-                                               line.channel, line.timegap, line.jitter, line.readFileName,
-                                               line.sendFileName));
+            auto* const device =
+                new CanDevice(fd, _network, line.verbose, line.answer, line.pattern, line.errnum, line.loop,
+                              line.canFd, line.brs, canId, line.channel, line.timegap, line.jitter,
+                              line.readFileName, line.sendFileName);
+            owned = true;
+            devices.emplace_back(device);
         }
     } catch (...) {
-        if (devices.empty()) {
-            close(fd); // no device has come to own it
+        if (!owned) {
+            close(fd);
         }
         throw;
     }

@@ -81,7 +81,7 @@ int setUp(int fd, const char* devname, bool canFd) {
 
 } // namespace
 
-// On a fatal failure the socket stays open until the process ends, which follows at once.
+// On a fatal failure the socket stays open until the process ends, which follows at once: intended.
 int CanDevice::openNetwork(const char* devname, bool canFd) {
     const int fd = socket(PF_CAN, SOCK_RAW, CAN_RAW);
     if (fd < 0) {

@@ -93,7 +93,7 @@ std::optional<int> CanDevice::fillBuffer(reading_t how) {
         return buffer.read();
     }
     const MutexLocker turn(readTurn);
-    return isReadable(fd) ? std::optional<int>(buffer.read()) : std::nullopt;
+    return isReadable(fd) ? std::optional<int>(buffer.read(false)) : std::nullopt;
 }
 
 std::unique_ptr<MessageBase> CanDevice::nextRecord(reading_t how) {
@@ -167,7 +167,7 @@ int CanDevice::writeWhole(const void* bytes, std::size_t n) {
         const int savedErrno = errno;
         return failed("write error", savedErrno);
     }
-    if (static_cast<std::size_t>(nbytes) < n) { // the rest is not tried again: half a frame is none
+    if (static_cast<std::size_t>(nbytes) < n) { // not tried again, half a frame is none: intended
         return incomplete("write: incomplete CAN frame");
     }
     return 0;

@@ -11,6 +11,7 @@
 #include "libqvutil/utility.h"
 #include "qvtools/candevice.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <limits>
 #include <memory>
@@ -77,7 +78,7 @@ int CanDevice::sendPattern() {
             continue;
         }
         if (rfds.isSet(fd)) {
-            discardFrame();
+            discardFrame(to);
         }
         if (!wfds.isSet(fd)) {
             continue;
@@ -98,7 +99,7 @@ int CanDevice::sendPattern() {
     return 0;
 }
 
-void CanDevice::discardFrame() {
+void CanDevice::discardFrame(std::uint64_t to) {
     CANExtTraceMessage* pcm = nullptr;
     readIfReadable(pcm);
     const std::unique_ptr<CANExtTraceMessage> owner(pcm);
@@ -106,6 +107,12 @@ void CanDevice::discardFrame() {
         Line text;
         pcm->print((text << "discard: ").stream());
         LogUtil::debugLine("sendPattern", text.str());
+    }
+    if (buffer.atEnd() && to != noTimeout) {
+        // A device file whose input has ended stays readable: without a pause the wait for the next frame
+        // would take a processor.
+        microsleep(static_cast<unsigned long>(std::min<std::uint64_t>(to, TraceMessageBuffer::napMicros)),
+                   false);
     }
 }
 

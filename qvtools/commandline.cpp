@@ -9,7 +9,8 @@
 namespace {
 
 /// A bare number counts as µs; with a prefix it is scaled, modulo 2^64. Prefixes below micro scale by 0. The
-/// factor goes through double precision as users' figures always have, not through a table of integer powers.
+/// factor goes through double precision as users' figures always have, not through a table of integer powers:
+/// both are intended.
 std::uint64_t toMicroseconds(const unit_t<std::uint64_t>& unit) {
     return unit.prefix ? unit.val * saturateToUint64(std::pow(10.0, unit.exp + 6)) : unit.val;
 }

@@ -38,6 +38,8 @@ int run(int argc, char** argv, const char* defdevice, bool network) {
 
 int runTool(int argc, char** argv, const char* defdevice, bool network) {
     fillStandardDescriptors();
+    unsetenv("POSIXLY_CORRECT"); // the library's parser would stop at the first operand; the command line
+                                 // alone decides here
     int status = EXIT_FAILURE;
     try {
         status = run(argc, argv, defdevice, network);

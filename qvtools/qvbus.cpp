@@ -1,5 +1,6 @@
 // qvbus: a bus in user space, on which qvcandev nodes meet without any CAN in the kernel.
 
+#include "libqvutil/exception.h"
 #include "libqvutil/line.h"
 #include "libqvutil/number.h"
 #include "libqvutil/options.h"
@@ -7,6 +8,7 @@
 #include "qvtools/standardstreams.h"
 #include "qvtools/userbus.h"
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <exception>
@@ -96,7 +98,12 @@ int stopDescriptor() {
         sigaddset(&signals, signal);
     }
     sigprocmask(SIG_BLOCK, &signals, nullptr);
-    return signalfd(-1, &signals, SFD_CLOEXEC);
+    const int fd = signalfd(-1, &signals, SFD_CLOEXEC);
+    if (fd == -1) {
+        const int savedErrno = errno;
+        throw QVException(std::string("signalfd: ") + errorText(savedErrno));
+    }
+    return fd;
 }
 
 int run(int argc, char** argv) {
@@ -122,6 +129,7 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     fillStandardDescriptors();
+    unsetenv("POSIXLY_CORRECT"); // as in the other programs
     int status = EXIT_FAILURE;
     try {
         status = run(argc, argv);

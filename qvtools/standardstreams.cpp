@@ -1,7 +1,5 @@
 #include "qvtools/standardstreams.h"
 
-#include "libqvutil/line.h"
-
 #include <cerrno>
 #include <cstdlib>
 #include <iostream>
@@ -19,7 +17,8 @@ void fillStandardDescriptors() {
 }
 
 int reportError(const char* text) {
-    (Line() << "[ERROR] " << text).writeLine(std::cerr);
+    std::cerr << "[ERROR] " << text
+              << std::endl; // piece by piece: it may be about a lack of memory, and no thread runs
     return EXIT_FAILURE;
 }
 
