@@ -1,6 +1,7 @@
 // What leaves a thread's code ends that thread alone.
 
 #include "libqvproc/thread.h"
+#include "tests/fakes/allocations.h"
 #include "tests/fakes/captured.h"
 
 #include <functional>
@@ -101,6 +102,22 @@ TEST(ThreadEnd, ByAnExceptionDestroysWhatTheThreadHeld) {
         throw std::runtime_error("the text");
     });
     EXPECT_TRUE(destroyed);
+}
+
+TEST(ThreadEnd, ForLackOfMemoryIsReportedWithoutAllocating) {
+    const Captured output = run([] {
+        // Until the thread has ended: the next allocation fails, whoever makes it.
+        static thread_local const allocations::FailNth next(1);
+        throw std::bad_alloc();
+    });
+    EXPECT_EQ(output.err, "[ERROR] BZ::threadCode() std::bad_alloc\n");
+}
+
+TEST(ThreadEnd, CutsATextThatIsTooLongForALine) {
+    const Captured output = run([] { throw std::runtime_error(std::string(2000, 'x')); });
+    EXPECT_LT(output.err.size(), 1000U);
+    EXPECT_EQ(output.err.substr(0, 27), "[ERROR] BZ::threadCode() xx");
+    EXPECT_EQ(output.err.substr(output.err.size() - 2), "x\n");
 }
 
 TEST(ThreadEnd, ByPthreadExitUnwindsInSilence) {
