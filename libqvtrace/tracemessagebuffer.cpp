@@ -113,6 +113,11 @@ MessageBase* TraceMessageBuffer::getNextMessage() {
     return nullptr;
 }
 
+std::string TraceMessageBuffer::takeReport() {
+    passedOver.cutOff = buffered();
+    return passedOver.any() ? std::exchange(passedOver, passedOver_t()).text() : std::string();
+}
+
 void TraceMessageBuffer::drop(std::size_t n) {
     begin += n;
     total.dropped += n;

@@ -46,6 +46,10 @@ public:
     /// last report; they are dropped already, and no sound record is lost. Other calls never throw it.
     MessageBase* getNextMessage();
 
+    /// For an owner who will not read on: what was passed over and not yet reported, the beginning of a
+    /// record included. Empty when there is nothing to tell.
+    std::string takeReport();
+
     const counts_t& counts() const { return total; }
 
     static constexpr std::size_t capacity = 4096;

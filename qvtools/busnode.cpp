@@ -1,11 +1,13 @@
 #include "qvtools/busnode.h"
 
 #include "libqvutil/exception.h"
+#include "libqvutil/line.h"
 #include "libqvutil/utility.h"
 
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <iostream>
 #include <termios.h>
 
 #include <fcntl.h>
@@ -57,7 +59,14 @@ BusNode::BusNode(const std::string& name) : link(name) {
     }
 }
 
+void BusNode::removeStaleName(const std::string& name) {
+    if (isDangling(name)) {
+        unlink(name.c_str());
+    }
+}
+
 BusNode::~BusNode() {
+    reportRest();
     std::array<char, 64> target{};
     const ssize_t n = readlink(link.c_str(), target.data(), target.size());
     // Somebody may have put another file in its place.
@@ -83,14 +92,17 @@ void BusNode::open() {
 }
 
 void BusNode::makeLink() {
-    if (symlink(terminal.c_str(), link.c_str()) == 0) {
-        return;
+    if (symlink(terminal.c_str(), link.c_str()) != 0) {
+        fail(link);
     }
-    if (errno == EEXIST && isDangling(link) && unlink(link.c_str()) == 0 &&
-        symlink(terminal.c_str(), link.c_str()) == 0) {
-        return;
+}
+
+/// The node has gone, or the bus ends: nobody will ask the buffer again.
+void BusNode::reportRest() {
+    const std::string text = buffer->takeReport();
+    if (!text.empty()) {
+        (Line() << link << ": " << text).writeLine(std::cerr);
     }
-    fail(link);
 }
 
 void BusNode::leave() {
@@ -111,6 +123,7 @@ bool BusNode::isPresent() {
     const short state = look();
     const bool inUse = (state & POLLHUP) == 0 || (state & POLLIN) != 0;
     if (present && !inUse) {
+        reportRest();
         leave();
         tcflush(master, TCOFLUSH); // what is still under way to the terminal; the rest is emptied there
         resetTerminal(terminal);

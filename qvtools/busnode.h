@@ -14,10 +14,13 @@
 /// removes.
 class BusNode {
 public:
-    /// Makes the terminal and links it as `name`; a link left behind by a bus that was killed is replaced.
-    /// Throws a QVException that says what failed.
+    /// Makes the terminal and links it as `name`. Throws a QVException that says what failed.
     explicit BusNode(const std::string& name);
     ~BusNode();
+    /// Removes a link that a bus that was killed has left behind. To be done for all names before the first
+    /// terminal is made, which may get the number that a link points to.
+    static void removeStaleName(const std::string& name);
+
     BusNode(const BusNode&) = delete;
     BusNode& operator=(const BusNode&) = delete;
 
@@ -55,6 +58,7 @@ private:
     void open();
     void makeLink();
     void leave();
+    void reportRest();
 
     std::string link;
     std::string terminal;

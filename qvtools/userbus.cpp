@@ -22,6 +22,9 @@ UserBus::UserBus(const std::string& prefix, unsigned int count, bool _verbose) :
     MessageBase::registerMessages();
     MessageBase::invalidHandling = IMH_RETURN_INVALID_MESSAGE;
     for (unsigned int i = 0; i < count; ++i) {
+        BusNode::removeStaleName(prefix + std::to_string(i));
+    }
+    for (unsigned int i = 0; i < count; ++i) {
         nodes.push_back(std::make_unique<BusNode>(prefix + std::to_string(i)));
     }
 }

@@ -48,13 +48,14 @@ def test_a_node_that_does_not_read_holds_nobody_up_and_what_it_misses_is_counted
 
 def test_a_node_that_joins_late_gets_nothing_of_what_came_before(make_bus):
     bus = make_bus(3)
-    sender, observer = bus.join(0), bus.join(1)
+    sender, observer = bus.join(0), bus.join(2)
     sender.send(*[PLAIN] * 5)
+    # The bus serves the nodes in their order: what the last has got, it has kept from those absent before it.
     assert observer.records(5, 31) == [PLAIN] * 5
-    late = bus.join(2)
+    late = bus.join(1)
     sender.send(Record(6, b"\6"))
     assert late.records(1, 29) == observer.records(1, 29) == [Record(6, b"\6")]
-    assert bus.counts() == [(6, 0, 0), (0, 6, 0), (0, 1, 0)]
+    assert bus.counts() == [(6, 0, 0), (0, 1, 0), (0, 6, 0)]
 
 
 def test_who_takes_the_place_of_a_node_that_did_not_read_starts_with_nothing(make_bus):

@@ -103,9 +103,21 @@ TEST(BusNode, RefusesANameInAFolderThatDoesNotExist) {
     EXPECT_EQ(refusal(folder / "no/node"), folder / "no/node" + ": No such file or directory");
 }
 
+TEST(BusNode, RemovesNoNameThatLeadsSomewhere) {
+    const TemporaryFolder folder;
+    ASSERT_EQ(symlink("/dev/null", (folder / "node").c_str()), 0);
+    std::ofstream(folder / "file") << "somebody else's";
+    BusNode::removeStaleName(folder / "node");
+    BusNode::removeStaleName(folder / "file");
+    BusNode::removeStaleName(folder / "nothing");
+    EXPECT_TRUE(exists(folder / "node"));
+    EXPECT_TRUE(exists(folder / "file"));
+}
+
 TEST(BusNode, ReplacesALinkThatAKilledBusLeftBehind) {
     const TemporaryFolder folder;
     ASSERT_EQ(symlink("/dev/pts/no-such-terminal", (folder / "node").c_str()), 0);
+    BusNode::removeStaleName(folder / "node");
     const BusNode node(folder / "node");
     EXPECT_GE(Opened(folder / "node").fd, 0);
 }
