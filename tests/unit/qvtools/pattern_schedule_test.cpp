@@ -96,7 +96,7 @@ TEST_F(PatternSchedule, SendsABacklogOfHoursBackToBackAndIsThenOnItsOldScheduleA
         ASSERT_EQ(sentAt[k], 7200501000U) << "frame " << k;
     }
     for (std::size_t k = 7201; k < sentAt.size(); ++k) {
-        EXPECT_EQ(sentAt[k], 1000 + k * 1000000) << "frame " << k;
+        EXPECT_EQ(sentAt[k], 1000U + k * std::uint64_t{1000000}) << "frame " << k;
     }
     expectPattern();
 }
