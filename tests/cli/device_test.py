@@ -87,7 +87,7 @@ def test_one_descriptor_is_opened_and_closed_once_by_each_device(options, flags,
     ids = [word for number in (3, 1, 2, 1) for word in ("-i", str(number))]
     seen = strace.run("qvcandev", "-d", device, "-p", "-l", 1, *ids, *options, only="openat,close")
     assert seen == Result("", "", 0)
-    calls = strace.calls()
+    calls = [call.replace("|O_LARGEFILE", "") for call in strace.calls()]  # which a 32-bit C library adds
     assert [call for call in calls if str(device) in call] == [f'openat(AT_FDCWD, "{device}", {flags}) = 3']
     opened = calls.index(f'openat(AT_FDCWD, "{device}", {flags}) = 3')
     closes = [call for call in calls[opened:] if call.startswith("close(3)")]

@@ -26,12 +26,15 @@ class Pair:
         ip(f"link add {near} type vxcan peer name {far}",
            *[f"link set {name} mtu {mtu} txqueuelen {queue}" for name in (near, far)],
            *[f"link set {name} up" for name in (near, far)])
+        self._one_processor_hands_on()
+        self._wait_for_carrier()
 
     def other(self, name):
         return self.far if name == self.near else self.near
 
     def up(self, name):
         ip(f"link set {name} up")
+        self._wait_for_carrier()
 
     def down(self, name):
         ip(f"link set {name} down")
@@ -40,6 +43,7 @@ class Pair:
         """72 is an FD bus, 16 a classic one. Leaves both ends up."""
         for step in ("down", f"mtu {mtu}", "up"):
             ip(*[f"link set {name} {step}" for name in (self.near, self.far)])
+        self._wait_for_carrier()
 
     def delete(self):
         ip(f"link del {self.near}")
@@ -59,6 +63,22 @@ class Pair:
         """The kernel's own: (frames received, frames sent)."""
         stats = json.loads(command("ip", "-j", "-s", "link", "show", name))[0]["stats64"]
         return stats["rx"]["packets"], stats["tx"]["packets"]
+
+    def _one_processor_hands_on(self):
+        """Each processor hands on the frames that were sent on it: a sender that moves to the other one may overtake itself."""
+        for name in (self.near, self.far):
+            steering = Path("/sys/class/net", name, "queues/rx-0/rps_cpus")
+            if steering.exists():  # a kernel for one processor has none
+                steering.write_text("1")
+
+    def _wait_for_carrier(self):
+        """An interface that has just come up loses what is sent, without an error, until another thread of the kernel has seen to
+        it."""
+        def ready():
+            ends = [json.loads(command("ip", "-j", "link", "show", name))[0] for name in (self.near, self.far)]
+            return any("UP" not in end["flags"] for end in ends) or all(end["operstate"] == "UP" for end in ends)
+
+        wait_until(ready, "both ends to be ready to send")
 
 
 def listeners(name):
