@@ -6,7 +6,7 @@ namespace record {
 
 namespace {
 
-std::array<std::uint32_t, 256> makeTable() {
+constexpr std::array<std::uint32_t, 256> makeTable() {
     std::array<std::uint32_t, 256> table{};
     for (std::uint32_t i = 0; i < table.size(); ++i) {
         std::uint32_t crc = i;
@@ -18,6 +18,8 @@ std::array<std::uint32_t, 256> makeTable() {
     return table;
 }
 
+constexpr auto crcTable = makeTable();
+
 /// One bit error anywhere in version, kind or length shows at once, before a wrong length makes the reader
 /// wait for bytes that never come.
 std::uint8_t headerCheck(const std::uint8_t* header) {
@@ -27,10 +29,9 @@ std::uint8_t headerCheck(const std::uint8_t* header) {
 } // namespace
 
 std::uint32_t crc32(const std::uint8_t* bytes, std::size_t n) {
-    static const std::array<std::uint32_t, 256> table = makeTable();
     std::uint32_t crc = 0xFFFFFFFFU;
     for (std::size_t i = 0; i < n; ++i) {
-        crc = (crc >> 8U) ^ table[(crc ^ bytes[i]) & 0xFFU];
+        crc = (crc >> 8U) ^ crcTable[(crc ^ bytes[i]) & 0xFFU];
     }
     return ~crc;
 }
