@@ -58,6 +58,11 @@ function(qv_unit_test name)
   target_link_libraries(${name} PRIVATE qv_flags ${arg_LINK} gmock gtest_main)
   # GoogleTest's headers are half of what the compiler reads.
   target_precompile_headers(${name} PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
+  # Several files in one go take a third of the time. The plain build compiles each by itself.
+  if(QV_UNITY_TESTS)
+    set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 10)
+    target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>) # nobody else includes these files
+  endif()
   qv_unoptimised(${name})
   if(CMAKE_CROSSCOMPILING)
     add_test(NAME ${name} COMMAND ${name})

@@ -9,6 +9,9 @@
 #include <sys/socket.h>
 #include <sys/types.h>
 
+/// Thrown by a scripted call to leave a loop that never ends.
+struct leave_t {};
+
 /// System calls that a test answers itself while an object of this class lives. A member that is empty leaves
 /// its call to the system. A scripted call may throw to get out of a loop that never ends, where the C
 /// library declares the call a cancellation point (read, write, pselect, close, clock_nanosleep); the others

@@ -30,3 +30,10 @@ public:
 private:
     std::string path;
 };
+
+/// A row of a test: what stands in the way of a file of that name.
+struct unusable_t {
+    const char* name;
+    const char* path; ///< below the test's folder
+    const char* text; ///< the system's, of the reason
+};

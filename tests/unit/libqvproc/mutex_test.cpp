@@ -2,6 +2,7 @@
 
 #include "libqvproc/mutex.h"
 #include "tests/fakes/captured.h"
+#include "tests/unit/libqvproc/freemutex.h"
 
 #include <cerrno>
 #include <string>
@@ -34,18 +35,6 @@ int semaphoreV(Mutex& mutex) NO_THREAD_SAFETY_ANALYSIS {
 }
 bool semaphoreTryP(Mutex& mutex) NO_THREAD_SAFETY_ANALYSIS {
     return mutex.tryP();
-}
-
-/// Whether another thread could take the mutex; it gives it back.
-bool isFree(Mutex& mutex) {
-    bool taken = false;
-    std::thread([&] {
-        taken = trylock(mutex);
-        if (taken) {
-            unlock(mutex);
-        }
-    }).join();
-    return taken;
 }
 
 struct TypedMutex : private Mutex::Attr {

@@ -1,4 +1,4 @@
-#include "libqvproc/mutex.h"
+#include "tests/unit/libqvproc/freemutex.h"
 
 #include <cerrno>
 #include <stdexcept>
@@ -13,18 +13,6 @@ namespace {
 static_assert(!std::is_copy_constructible_v<MutexLocker> && !std::is_copy_assignable_v<MutexLocker>);
 static_assert(!std::is_constructible_v<MutexLocker, const Mutex&> &&
               !std::is_default_constructible_v<MutexLocker>);
-
-/// Whether another thread could take the mutex; it gives it back.
-bool isFree(Mutex& mutex) {
-    bool taken = false;
-    std::thread([&] {
-        if (mutex.trylock()) {
-            taken = true;
-            mutex.unlock();
-        }
-    }).join();
-    return taken;
-}
 
 } // namespace
 

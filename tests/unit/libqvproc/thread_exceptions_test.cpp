@@ -1,8 +1,8 @@
 // What leaves a thread's code ends that thread alone.
 
-#include "libqvproc/thread.h"
 #include "tests/fakes/allocations.h"
 #include "tests/fakes/captured.h"
+#include "tests/unit/libqvproc/probe.h"
 
 #include <functional>
 #include <future>
@@ -15,16 +15,6 @@
 #include <pthread.h>
 
 namespace {
-
-class Probe : public Thread {
-public:
-    explicit Probe(std::function<void()> _body) : body(std::move(_body)) {}
-
-private:
-    void threadCode() override { body(); }
-
-    std::function<void()> body;
-};
 
 /// Runs `body` on a thread to its end; what was written.
 Captured run(const std::function<void()>& body) {

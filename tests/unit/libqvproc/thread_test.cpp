@@ -1,7 +1,7 @@
 // Threads: their start, their end, and the handle in between.
 
-#include "libqvproc/thread.h"
 #include "tests/fakes/fakesystem.h"
+#include "tests/unit/libqvproc/probe.h"
 
 #include <cerrno>
 #include <functional>
@@ -17,17 +17,6 @@ namespace {
 
 static_assert(std::has_virtual_destructor_v<Thread> && std::is_abstract_v<Thread>);
 static_assert(!std::is_copy_constructible_v<Thread> && !std::is_copy_assignable_v<Thread>);
-
-class Probe : public Thread {
-public:
-    explicit Probe(std::function<void()> _body = [] {}) : body(std::move(_body)) {}
-    using Thread::startWrapper;
-
-private:
-    void threadCode() override { body(); }
-
-    std::function<void()> body;
-};
 
 /// Tells of its end.
 class Mortal : public Probe {

@@ -18,7 +18,7 @@ static_assert(std::is_base_of<CANTraceMessageBase, CANExtTraceMessage>::value,
 
 namespace {
 
-std::string payloadOf(const CANExtTraceMessage& message) {
+std::string payloadTextOf(const CANExtTraceMessage& message) {
     return hexOf({message.getDataBytes(), message.getDataBytes() + 64});
 }
 
@@ -40,7 +40,7 @@ void expectFull(const CANExtTraceMessage& message) {
     EXPECT_EQ(message.getCanType(), CT_FD_EXTENDED);
     EXPECT_EQ(message.getNumDataBytes(), 12);
     EXPECT_EQ(message.getCanId(), 0x1ABCDEF0U);
-    EXPECT_EQ(payloadOf(message), hexOf(counting(64)));
+    EXPECT_EQ(payloadTextOf(message), hexOf(counting(64)));
     EXPECT_EQ(message.getText(), "a note too long for the place that a short string has in itself");
 }
 
@@ -64,7 +64,7 @@ TEST(CANExtTraceMessage, IsExtendedEmptyAndZeroByDefault) {
     EXPECT_EQ(message.getNumDataBytes(), 0);
     EXPECT_EQ(message.getDlc(), 0);
     EXPECT_EQ(message.getCanId(), 0U);
-    EXPECT_EQ(payloadOf(message), hexOf(byteVec_t(64, 0)));
+    EXPECT_EQ(payloadTextOf(message), hexOf(byteVec_t(64, 0)));
     EXPECT_EQ(message.getText(), "");
 }
 
@@ -75,14 +75,14 @@ TEST(CANExtTraceMessage, StoresWhatItsConstructorIsGiven) {
 TEST(CANExtTraceMessage, HasZeroBehindTheBytesOfItsConstructor) {
     const CANExtTraceMessage message(0, 0, CF_STANDARD, CSE_NO, CT_STANDARD, 3, 0x123,
                                      byteVec_t(64, 7).data());
-    EXPECT_EQ(payloadOf(message), hexOf(byteVec_t(3, 7) + byteVec_t(61, 0)));
+    EXPECT_EQ(payloadTextOf(message), hexOf(byteVec_t(3, 7) + byteVec_t(61, 0)));
 }
 
 TEST(CANExtTraceMessage, CutsALengthAbove64ToIt) {
     const byteVec_t data = counting(255);
     const CANExtTraceMessage message(0, 0, CF_STANDARD, CSE_NO, CT_STANDARD, 255, 0x123, data.data());
     EXPECT_EQ(message.getNumDataBytes(), 64);
-    EXPECT_EQ(payloadOf(message), hexOf(counting(64)));
+    EXPECT_EQ(payloadTextOf(message), hexOf(counting(64)));
 }
 
 TEST(CANExtTraceMessage, TakesTimeAndChannelBesideAFrame) {
@@ -108,7 +108,7 @@ TEST(CANExtTraceMessage, IsCopiedDeeply) {
     overwrite(original);
     expectFull(copy);
     overwrite(copy);
-    EXPECT_EQ(payloadOf(full()), hexOf(counting(64)));
+    EXPECT_EQ(payloadTextOf(full()), hexOf(counting(64)));
 }
 
 TEST(CANExtTraceMessage, IsAssignedDeeply) {

@@ -20,7 +20,7 @@ unsigned int smallestCodeFor(unsigned int n) {
     return code;
 }
 
-byteVec_t payloadOf(const CANExtTraceMessage& message) {
+byteVec_t wholePayloadOf(const CANExtTraceMessage& message) {
     return {message.getDataBytes(), message.getDataBytes() + 64};
 }
 
@@ -78,7 +78,7 @@ TEST(DataBytes, OfEachCountUpTo64AreStoredAndTheBytesBehindThemStay) {
         byteVec_t expected = counting(n);
         expected.resize(64, 0xEE);
         EXPECT_EQ(message.getNumDataBytes(), n);
-        EXPECT_EQ(hexOf(payloadOf(message)), hexOf(expected));
+        EXPECT_EQ(hexOf(wholePayloadOf(message)), hexOf(expected));
     }
 }
 
@@ -86,7 +86,7 @@ TEST(DataBytes, Beyond64AreCutOff) {
     CANExtTraceMessage message;
     message.setDataBytes(counting(70).data(), 70);
     EXPECT_EQ(message.getNumDataBytes(), 64);
-    EXPECT_EQ(hexOf(payloadOf(message)), hexOf(counting(64)));
+    EXPECT_EQ(hexOf(wholePayloadOf(message)), hexOf(counting(64)));
 }
 
 TEST(DataBytes, MayBeMoreThanAByteCounts) {

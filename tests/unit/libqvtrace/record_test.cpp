@@ -22,11 +22,7 @@ record::finding_t findingIn(const byteVec_t& bytes) {
     return record::look(bytes.data(), bytes.size()).finding;
 }
 
-byteVec_t firstOf(const byteVec_t& bytes, std::size_t n) {
-    return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(n)};
-}
-
-const byteVec_t sound = recordOf(MSGID_CAN_EXT, fields_t().body());
+const byteVec_t whole = recordOf(MSGID_CAN_EXT, fields_t().body());
 
 } // namespace
 
@@ -63,13 +59,13 @@ TEST(RecordHeader, IsWrittenAsTheTableSays) {
 }
 
 TEST(RecordLook, FindsARecordAndItsParts) {
-    const byteVec_t bytes = sound + byteVec_t{1, 2, 3};
+    const byteVec_t bytes = whole + byteVec_t{1, 2, 3};
     const record::view_t view = record::look(bytes.data(), bytes.size());
     EXPECT_EQ(view.finding, record::RECORD);
     EXPECT_EQ(view.kind, MSGID_CAN_EXT);
     EXPECT_EQ(view.bodySize, 16U);
     EXPECT_EQ(view.body, bytes.data() + 8);
-    EXPECT_EQ(view.size(), sound.size());
+    EXPECT_EQ(view.size(), whole.size());
 }
 
 TEST(RecordLook, FindsRecordsOfAnyKindAndBody) {
@@ -85,17 +81,17 @@ TEST(RecordLook, FindsRecordsOfAnyKindAndBody) {
 }
 
 TEST(RecordLook, WaitsForTheRestOfEveryBeginning) {
-    for (std::size_t n = 0; n < sound.size(); ++n) {
-        EXPECT_EQ(findingIn(firstOf(sound, n)), record::INCOMPLETE) << n;
+    for (std::size_t n = 0; n < whole.size(); ++n) {
+        EXPECT_EQ(findingIn(firstOf(whole, n)), record::INCOMPLETE) << n;
     }
 }
 
 TEST(RecordLook, TellsAtOnceWhatCannotBeginARecord) {
     for (std::size_t at = 0; at < 3; ++at) {
         for (unsigned int value = 0; value < 256; ++value) {
-            byteVec_t bytes = firstOf(sound, at + 1);
+            byteVec_t bytes = firstOf(whole, at + 1);
             bytes[at] = static_cast<std::uint8_t>(value);
-            const bool same = value == sound[at];
+            const bool same = value == whole[at];
             EXPECT_EQ(findingIn(bytes), same ? record::INCOMPLETE : record::NO_RECORD) << at << ' ' << value;
         }
     }
@@ -104,7 +100,7 @@ TEST(RecordLook, TellsAtOnceWhatCannotBeginARecord) {
 TEST(RecordLook, SeesAChangedHeaderBeforeItWaitsForABody) {
     for (std::size_t at = 0; at < 8; ++at) {
         for (unsigned int flip = 1; flip < 256; ++flip) {
-            byteVec_t header = firstOf(sound, 8);
+            byteVec_t header = firstOf(whole, 8);
             header[at] = static_cast<std::uint8_t>(header[at] ^ flip);
             ASSERT_EQ(findingIn(header), record::NO_RECORD) << at << ' ' << flip;
         }
@@ -112,8 +108,8 @@ TEST(RecordLook, SeesAChangedHeaderBeforeItWaitsForABody) {
 }
 
 TEST(RecordLook, SeesEveryFlippedBit) {
-    for (std::size_t bit = 0; bit < 8 * sound.size(); ++bit) {
-        byteVec_t bytes = sound;
+    for (std::size_t bit = 0; bit < 8 * whole.size(); ++bit) {
+        byteVec_t bytes = whole;
         bytes[bit / 8] = static_cast<std::uint8_t>(bytes[bit / 8] ^ 1U << bit % 8);
         ASSERT_EQ(findingIn(bytes), record::NO_RECORD) << bit;
     }
@@ -127,7 +123,7 @@ TEST(RecordLook, RefusesABodyBeyondTheLongestEvenWithAHeaderThatChecks) {
 }
 
 TEST(RecordLook, RefusesAnotherVersion) {
-    byteVec_t other = sound;
+    byteVec_t other = whole;
     other[2] = 2;
     other[3] = static_cast<std::uint8_t>(other[3] ^ 3); // so that the header checks
     EXPECT_EQ(findingIn(other), record::NO_RECORD);

@@ -35,6 +35,15 @@ inline byteVec_t bytesOf(const std::string& hex) {
     return bytes;
 }
 
+inline byteVec_t part(const byteVec_t& bytes, std::size_t from, std::size_t to) {
+    return {bytes.begin() + static_cast<std::ptrdiff_t>(from),
+            bytes.begin() + static_cast<std::ptrdiff_t>(to)};
+}
+
+inline byteVec_t firstOf(const byteVec_t& bytes, std::size_t n) {
+    return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(n)};
+}
+
 inline void append(byteVec_t& to, const byteVec_t& more) {
     to.insert(to.end(), more.begin(), more.end());
 }

@@ -9,7 +9,7 @@
 
 namespace {
 
-const std::uint32_t records = 10000;
+const std::uint32_t recordCount = 10000;
 const std::uint32_t oneInSoMany = 50; ///< records is damaged
 
 struct damage_t {
@@ -62,7 +62,7 @@ TEST_P(DamagedLine, LosesNoUndamagedRecordAndDelaysNone) {
     ScriptedInput input;
     Reader reader;
     std::uint32_t damaged = 0;
-    for (std::uint32_t i = 0; i < records; ++i) {
+    for (std::uint32_t i = 0; i < recordCount; ++i) {
         const byteVec_t sound = numbers.record();
         byteVec_t arrives = sound;
         const bool damage = numbers.below(oneInSoMany) == 0;
@@ -77,7 +77,7 @@ TEST_P(DamagedLine, LosesNoUndamagedRecordAndDelaysNone) {
         // up.
         ASSERT_EQ(reader.messages, damage ? std::vector<byteVec_t>() : std::vector<byteVec_t>({sound})) << i;
     }
-    EXPECT_GT(damaged, records / oneInSoMany / 2);
+    EXPECT_GT(damaged, recordCount / oneInSoMany / 2);
     EXPECT_FALSE(reader.reports.empty());
 }
 

@@ -19,11 +19,6 @@ std::vector<byteVec_t> someRecords(Numbers& numbers, std::size_t n) {
     return records;
 }
 
-byteVec_t part(const byteVec_t& bytes, std::size_t from, std::size_t to) {
-    return {bytes.begin() + static_cast<std::ptrdiff_t>(from),
-            bytes.begin() + static_cast<std::ptrdiff_t>(to)};
-}
-
 /// Gives `stream` in pieces of 1 to `longest` bytes.
 void giveInPieces(ScriptedInput& input, const byteVec_t& stream, Numbers& numbers, std::uint32_t longest) {
     for (std::size_t at = 0; at < stream.size();) {

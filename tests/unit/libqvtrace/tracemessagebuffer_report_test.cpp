@@ -17,10 +17,6 @@ const byteVec_t older = recordOf(MSGID_CAN, fields_t().body());
 const byteVec_t unknown = recordOf(500, counting(5));
 const byteVec_t invalid = recordOf(MSGID_CAN_EXT, counting(3));
 
-byteVec_t firstOf(const byteVec_t& bytes, std::size_t n) {
-    return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(n)};
-}
-
 byteVec_t noise(std::size_t n) {
     return byteVec_t(n, 0xEE);
 }

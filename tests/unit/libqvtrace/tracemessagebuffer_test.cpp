@@ -10,15 +10,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-namespace {
-
-byteVec_t part(const byteVec_t& bytes, std::size_t from, std::size_t to) {
-    return {bytes.begin() + static_cast<std::ptrdiff_t>(from),
-            bytes.begin() + static_cast<std::ptrdiff_t>(to)};
-}
-
-} // namespace
-
 TEST(TraceMessageBuffer, HasNoMessageBeforeAnythingIsRead) {
     Reader reader;
     EXPECT_EQ(reader.buffer.getNextMessage(), nullptr);

@@ -13,7 +13,7 @@ namespace {
 
 using texts_t = std::vector<std::string>;
 
-Options table() {
+Options shortTable() {
     return Options({optionHelp, optionVerbose, {'d', "device", "device", true, "device"}}, 0);
 }
 
@@ -27,7 +27,7 @@ void leaveAClusterHalfRead(Options& options) {
 } // namespace
 
 TEST(OptionsAgain, ReadTheSameVectorTwice) {
-    Options options = table();
+    Options options = shortTable();
     const texts_t arguments = {"-v", "-d", "can0"};
     const texts_t expected = {"v", "d=can0", "-1"};
     EXPECT_EQ(readAll(options, arguments), expected);
@@ -35,22 +35,22 @@ TEST(OptionsAgain, ReadTheSameVectorTwice) {
 }
 
 TEST(OptionsAgain, ForgetAClusterHalfRead) {
-    Options options = table();
+    Options options = shortTable();
     leaveAClusterHalfRead(options);
     EXPECT_EQ(readAll(options, {"-d", "can1"}), (texts_t{"d=can1", "-1"}));
 }
 
 TEST(OptionsAgain, ForgetTheClusterThatAnotherTableLeftHalfRead) {
-    Options first = table();
+    Options first = shortTable();
     leaveAClusterHalfRead(first);
 
-    Options second = table();
+    Options second = shortTable();
     Arguments arguments({"-d", "can1"});
     EXPECT_EQ(readOn(second, arguments), (texts_t{"d=can1", "-1"}));
 }
 
 TEST(OptionsAgain, ForgetAReadingThatEndedAtAnError) {
-    Options options = table();
+    Options options = shortTable();
     EXPECT_EQ(readAll(options, {"operand", "-vx", "-v"}), (texts_t{"v", "?"}));
     EXPECT_EQ(readAll(options, {"-v"}), (texts_t{"v", "-1"}));
     EXPECT_EQ(readAll(options, {"operand", "-v", "-d"}), (texts_t{"v", ":"}));
@@ -58,23 +58,23 @@ TEST(OptionsAgain, ForgetAReadingThatEndedAtAnError) {
 }
 
 TEST(OptionsAgain, ForgetTheEndOfTheOptions) {
-    Options options = table();
+    Options options = shortTable();
     EXPECT_EQ(readAll(options, {"-v", "--", "-h"}), (texts_t{"v", "-1"}));
     EXPECT_EQ(readAll(options, {"operand", "-h", "-v"}), (texts_t{"h", "v", "-1"}));
 }
 
 TEST(OptionsAgain, GoOnReadingAfterTheHelpWasPrinted) {
-    Options options = table();
+    Options options = shortTable();
     Arguments arguments({"-vv", "-h"});
     options.update();
     EXPECT_EQ(options.get(arguments.count(), arguments.vector()), 'v');
     EXPECT_FALSE(options.toString().empty());
-    EXPECT_FALSE(table().toString().empty()) << "a table that was not updated yet";
+    EXPECT_FALSE(shortTable().toString().empty()) << "a table that was not updated yet";
     EXPECT_EQ(readOn(options, arguments), (texts_t{"v", "h", "-1"}));
 }
 
 TEST(OptionsAdd, AppendsRowsThatAreReadAndPrinted) {
-    Options options = table();
+    Options options = shortTable();
     options.add()({'x', "extra", "first of the added"})({'y', "yes", "word", true, "second"});
 
     EXPECT_EQ(readAll(options, {"-x", "--yes=1", "-v"}), (texts_t{"x", "y=1", "v", "-1"}));
@@ -84,7 +84,7 @@ TEST(OptionsAdd, AppendsRowsThatAreReadAndPrinted) {
 }
 
 TEST(OptionsAdd, TakesRowsAfterAReading) {
-    Options options = table();
+    Options options = shortTable();
     EXPECT_EQ(readAll(options, {"-x"}), texts_t{"?"});
 
     options.add()({'x', "extra", "added"});
@@ -107,7 +107,7 @@ TEST(OptionsReserve, MakesRoomForRowsToCome) {
 }
 
 TEST(OptionsReserve, ChangesNoRow) {
-    Options options = table();
+    Options options = shortTable();
     const std::string text = options.toString();
     options.reserve(100);
     EXPECT_EQ(options.toString(), text);

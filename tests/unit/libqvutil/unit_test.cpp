@@ -45,7 +45,7 @@ std::string rowName(const testing::TestParamInfo<Row>& row) {
     return row.param.name;
 }
 
-constexpr number_t highest = std::numeric_limits<number_t>::max();
+constexpr number_t largestNumber = std::numeric_limits<number_t>::max();
 
 const taken_t takenRows[] = {
     {"bare_number", "100", 100, defaultExp, false},
@@ -58,11 +58,11 @@ const taken_t takenRows[] = {
     {"blank_after_the_prefix", "8u ", 8, -6, true},
     {"only_the_first_word_counts", "5 m s", 5, -3, true},
     {"plus_sign", "+7k", 7, 3, true},
-    {"minus_sign_wraps", "-5", highest - 4, defaultExp, false},
-    {"minus_sign_with_a_prefix", "-5m", highest - 4, -3, true},
+    {"minus_sign_wraps", "-5", largestNumber - 4, defaultExp, false},
+    {"minus_sign_with_a_prefix", "-5m", largestNumber - 4, -3, true},
     {"micro_sign", "5\xC2\xB5", 5, -6, true},
-    {"highest", "18446744073709551615n", highest, -9, true},
-    {"beyond_64_bits_loses_the_prefix", "99999999999999999999m", highest, defaultExp, false},
+    {"highest", "18446744073709551615n", largestNumber, -9, true},
+    {"beyond_64_bits_loses_the_prefix", "99999999999999999999m", largestNumber, defaultExp, false},
     {"empty", "", 0, defaultExp, false},
     {"blank", " ", 0, defaultExp, false},
     {"prefix_alone_is_no_number", "m", 0, defaultExp, false},
@@ -187,5 +187,5 @@ TEST(Unit, GivesTheValueMeantAsAFloatingPointNumber) {
     EXPECT_DOUBLE_EQ(unit_t<number_t>(5, -3, true).get(), 0.005);
     EXPECT_DOUBLE_EQ(unit_t<number_t>(7, 3, true).get(), 7000.0);
     EXPECT_DOUBLE_EQ(unit_t<number_t>(9, 0, false).get(), 9.0);
-    EXPECT_DOUBLE_EQ(unit_t<number_t>(highest, 24, true).get(), 1.8446744073709552e43);
+    EXPECT_DOUBLE_EQ(unit_t<number_t>(largestNumber, 24, true).get(), 1.8446744073709552e43);
 }

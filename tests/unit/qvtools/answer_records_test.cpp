@@ -8,9 +8,6 @@
 
 namespace {
 
-/// Thrown by a scripted read to leave the mode, which has no end on a device file.
-struct leave_t {};
-
 /// 12:34:56.000789 on channel 2, with the payload 11 22 33.
 CANExtTraceMessage triple(canframe_t type, std::uint32_t canId) {
     const std::uint8_t data[] = {0x11, 0x22, 0x33};

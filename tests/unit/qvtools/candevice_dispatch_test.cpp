@@ -11,9 +11,6 @@
 
 namespace {
 
-/// Thrown by a scripted call to leave a loop without end.
-struct leave_t {};
-
 const char* const readingLine = "nothing to send, just reading ...\n";
 
 /// The four conditions of the dispatch, as bits.

@@ -18,7 +18,7 @@ struct delay_t {
 class Delay : public ScriptedDevice, public testing::WithParamInterface<delay_t> {};
 
 constexpr std::uint64_t two32 = 1ULL << 32U;
-constexpr int highest = 0x7FFFFFFF;
+constexpr int highestDraw = 0x7FFFFFFF;
 
 } // namespace
 
@@ -47,17 +47,17 @@ TEST_P(Delay, SleepsTheGapSpreadByTheJitterOnceAndCutTo32Bits) {
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, Delay,
-    testing::Values(delay_t{"none", 0, 0, 0, 0}, delay_t{"none_with_a_jitter", 0, 100, highest, 0},
+    testing::Values(delay_t{"none", 0, 0, 0, 0}, delay_t{"none_with_a_jitter", 0, 100, highestDraw, 0},
                     delay_t{"one", 1, 0, 0, 1}, delay_t{"default", 100000, 0, 0, 100000},
                     delay_t{"seconds", 2345678, 0, 0, 2345678}, delay_t{"lowest", 1000, 400, 0, 600},
-                    delay_t{"middle", 1000, 400, 1 << 30, 1000}, delay_t{"highest", 1000, 400, highest, 1400},
-                    delay_t{"drawn_zero", 1000, 1000, 0, 0},
-                    delay_t{"drawn_double", 1000, 1000, highest, 2000},
+                    delay_t{"middle", 1000, 400, 1 << 30, 1000},
+                    delay_t{"highest", 1000, 400, highestDraw, 1400}, delay_t{"drawn_zero", 1000, 1000, 0, 0},
+                    delay_t{"drawn_double", 1000, 1000, highestDraw, 2000},
                     delay_t{"highest_of_32_bits", two32 - 1, 0, 0, 4294967295},
                     // Whether there is a pause is asked of all 64 bits, its length is of 32: intended.
                     delay_t{"cut_to_none", two32, 0, 0, 0}, delay_t{"cut_to_5", two32 + 5, 0, 0, 5},
                     delay_t{"cut_from_64_bits", std::numeric_limits<std::uint64_t>::max(), 0, 0, 4294967295},
-                    delay_t{"cut_behind_the_draw", two32 - 1, 10, highest, 9}),
+                    delay_t{"cut_behind_the_draw", two32 - 1, 10, highestDraw, 9}),
     [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(ScriptedDevice, PausesOnWithTheRestAfterASignal) {

@@ -12,8 +12,6 @@ namespace {
 
 typedef SetupSystem::calls_t calls_t;
 
-const char* const locale = "setlocale(6, en_US.UTF-8)";
-
 std::string openCall(const std::string& path, int flags) {
     return "open(" + path + ", " + std::to_string(flags) + ")";
 }
@@ -23,7 +21,7 @@ std::string openCall(const std::string& path, int flags) {
 TEST(FileSetUp, OpensTheFileForBothDirectionsAndDoesNotMakeIt) {
     const setup_t result = ParseCall{{}, false}.run();
 
-    EXPECT_EQ(result.calls, calls_t({locale, openCall("/dev/qvcan0", O_RDWR)}));
+    EXPECT_EQ(result.calls, calls_t({setLocale, openCall("/dev/qvcan0", O_RDWR)}));
     EXPECT_EQ(result.text.out + result.text.err, "");
     EXPECT_EQ(result.devices, 1U);
 }
@@ -31,13 +29,13 @@ TEST(FileSetUp, OpensTheFileForBothDirectionsAndDoesNotMakeIt) {
 TEST(FileSetUp, AddsTheSyncFlagAloneWhenAskedTo) {
     const setup_t result = ParseCall{{"-y", "-d", "some/file"}, false}.run();
 
-    EXPECT_EQ(result.calls, calls_t({locale, openCall("some/file", O_SYNC | O_RDWR)}));
+    EXPECT_EQ(result.calls, calls_t({setLocale, openCall("some/file", O_SYNC | O_RDWR)}));
 }
 
 TEST(FileSetUp, KnowsNoFdFrames) {
     const setup_t result = ParseCall{{"-fb"}, false}.run();
 
-    EXPECT_EQ(result.calls, calls_t({locale, openCall("/dev/qvcan0", O_RDWR)}));
+    EXPECT_EQ(result.calls, calls_t({setLocale, openCall("/dev/qvcan0", O_RDWR)}));
     EXPECT_EQ(result.text.out, "");
 }
 
@@ -46,7 +44,7 @@ TEST(FileSetUp, HasNoLimitOnTheName) {
 
     const setup_t result = ParseCall{{"-d", path}, false}.run();
 
-    EXPECT_EQ(result.calls, calls_t({locale, openCall(path, O_RDWR)}));
+    EXPECT_EQ(result.calls, calls_t({setLocale, openCall(path, O_RDWR)}));
 }
 
 TEST(FileSetUp, NamesTheFileThatCannotBeOpenedAndTriesOnce) {
@@ -54,7 +52,7 @@ TEST(FileSetUp, NamesTheFileThatCannotBeOpenedAndTriesOnce) {
 
     EXPECT_EQ(result.text.out, "");
     EXPECT_EQ(result.text.err, "error opening some/file: Permission denied\n");
-    EXPECT_EQ(result.calls, calls_t({locale, openCall("some/file", O_RDWR)}));
+    EXPECT_EQ(result.calls, calls_t({setLocale, openCall("some/file", O_RDWR)}));
     EXPECT_EQ(result.devices, 0U);
 }
 

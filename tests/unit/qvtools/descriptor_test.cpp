@@ -24,7 +24,6 @@ static_assert(SOL_CAN_RAW == 101 && CAN_RAW_LOOPBACK == 3 && CAN_RAW_FD_FRAMES =
 
 typedef SetupSystem::calls_t calls_t;
 
-const char* const locale = "setlocale(6, en_US.UTF-8)";
 const char* const openSocket = "socket(29, 3, 1)";
 const char* const findInterface = "ioctl(7, 35123, \"can0\")";
 const char* const loopbackOff = "setsockopt(7, 101, 3, 0, 4)";
@@ -41,7 +40,7 @@ std::string tooLong(const std::string& name) {
 TEST(SocketSetUp, MakesFourCallsAndNoneOfThemAboutFd) {
     const setup_t result = ParseCall{{}}.run();
 
-    EXPECT_EQ(result.calls, calls_t({locale, openSocket, findInterface, loopbackOff, bindSocket}));
+    EXPECT_EQ(result.calls, calls_t({setLocale, openSocket, findInterface, loopbackOff, bindSocket}));
     EXPECT_EQ(result.text.out + result.text.err, "");
     EXPECT_EQ(result.devices, 1U);
 }
@@ -52,7 +51,7 @@ TEST_P(SocketSetUpWithFd, EnablesFdFramesBetweenLoopbackAndBindAndSaysSoAtAnyVer
     const setup_t result = ParseCall{{GetParam()}}.run();
 
     EXPECT_EQ(result.calls,
-              calls_t({locale, openSocket, findInterface, loopbackOff, fdFramesOn, bindSocket}));
+              calls_t({setLocale, openSocket, findInterface, loopbackOff, fdFramesOn, bindSocket}));
     EXPECT_EQ(result.text.out, "enabled CAN_RAW_FD_FRAMES\n");
     EXPECT_EQ(result.text.err, "");
     EXPECT_EQ(result.devices, 1U);
@@ -81,7 +80,7 @@ class SocketSetUpFailure : public testing::TestWithParam<failure_t> {};
 
 TEST_P(SocketSetUpFailure, PrintsOneBareLineAndRetriesAndClosesNothing) {
     const failure_t& row = GetParam();
-    const calls_t all{locale, openSocket, findInterface, loopbackOff, fdFramesOn, bindSocket};
+    const calls_t all{setLocale, openSocket, findInterface, loopbackOff, fdFramesOn, bindSocket};
     const bool fatal = row.devices == 0;
     const auto made = static_cast<calls_t::difference_type>(fatal ? row.call + 1 : all.size());
 
@@ -155,7 +154,7 @@ TEST_P(SocketSetUpName, OfUpToFifteenBytesReachesTheKernel) {
         EXPECT_EQ(result.calls.at(2), "ioctl(7, 35123, \"" + row.device + "\")");
     } else {
         EXPECT_EQ(result.text.err, tooLong(row.device));
-        EXPECT_EQ(result.calls, calls_t({locale, openSocket})) << "the socket is not closed";
+        EXPECT_EQ(result.calls, calls_t({setLocale, openSocket})) << "the socket is not closed";
     }
     EXPECT_EQ(result.devices, row.fits ? 1U : 0U);
 }

@@ -12,9 +12,6 @@
 #include <string>
 #include <vector>
 
-/// Thrown by a scripted call to leave a run without end.
-struct leave_t {};
-
 /// What `k`-th frame (from 0) of a pattern looks like on the socket: the closed form.
 inline std::string patternFrame(canid_t canId, bool canFd, bool brs, std::uint64_t k) {
     const std::uint32_t mask = (canId & CAN_EFF_FLAG) != 0 ? CAN_EFF_MASK : CAN_SFF_MASK;

@@ -11,9 +11,6 @@
 
 namespace {
 
-/// Thrown by a scripted read to leave the recording, which has no end.
-struct leave_t {};
-
 std::string contentsOf(const std::string& path) {
     std::ifstream file(path);
     return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
@@ -191,12 +188,6 @@ TEST_F(ReceiveFile, DropsWhatCannotBeWrittenInSilence) {
 }
 
 namespace {
-
-struct unusable_t {
-    const char* name;
-    const char* path; ///< below the test's folder
-    const char* text;
-};
 
 class ReceiveFileUnusable : public ReceiveFile, public testing::WithParamInterface<unusable_t> {};
 

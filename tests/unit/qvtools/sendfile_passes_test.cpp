@@ -66,7 +66,6 @@ namespace {
 /// Takes line ends; throws at the one with number `last`.
 class Brake : public std::streambuf {
 public:
-    struct leave_t {};
     explicit Brake(std::size_t _last) : last(_last) {}
     std::size_t lines = 0;
 
@@ -91,7 +90,7 @@ TEST_F(SendFile, RunsOnWithoutSendingOrSleepingForALoopCountOfZero) {
     Brake brake(1000);
     std::streambuf* const original = std::cout.rdbuf(&brake);
     std::cout.exceptions(std::ios_base::badbit); // lets the brake's exception through
-    EXPECT_THROW(CanDeviceDoor::sendFile(*device()), Brake::leave_t);
+    EXPECT_THROW(CanDeviceDoor::sendFile(*device()), leave_t);
     std::cout.exceptions(std::ios_base::goodbit);
     std::cout.rdbuf(original);
     std::cout.clear();

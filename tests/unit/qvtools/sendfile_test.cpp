@@ -154,12 +154,6 @@ TEST_F(SendFile, IsWhatTheThreadOfADeviceWithAFileRuns) {
 
 namespace {
 
-struct unusable_t {
-    const char* name;
-    const char* path; ///< below the test's folder
-    const char* text;
-};
-
 class SendFileUnusable : public SendFile, public testing::WithParamInterface<unusable_t> {};
 
 } // namespace

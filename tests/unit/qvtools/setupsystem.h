@@ -12,6 +12,9 @@
 
 #include <net/if.h>
 
+/// The first call of every set-up.
+inline const char* const setLocale = "setlocale(6, en_US.UTF-8)";
+
 /// A system on which the run's descriptor can be set up, with each call on record, arguments included. Every
 /// descriptor is number 7, every interface has index 42.
 class SetupSystem : public FakeSystem {
