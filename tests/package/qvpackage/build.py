@@ -1,0 +1,63 @@
+"""Makes the packages from the source tarball, each once, where neither git nor a network is."""
+
+import shutil
+
+from qvpackage.command import environment, run, succeed
+
+NO_NETWORK = next((words for words in (["unshare", "-n"], ["unshare", "-rn"]) if run(*words, "true").returncode == 0), None)
+
+
+class Packages:
+    def __init__(self, tree, folder):
+        self.tree = tree  # of the developer
+        self.folder = folder
+        self.built = {}
+        self.git_calls = folder / "git_calls"
+        tools = folder / "tools"
+        tools.mkdir()
+        (tools / "git").write_text(f'#!/bin/sh\necho "$*" >>"{self.git_calls}"\nexit 1\n', encoding="utf-8")
+        (tools / "git").chmod(0o755)
+        self.environment = environment()
+        self.environment["PATH"] = f"{tools}:{self.environment['PATH']}"
+        self.source = self.source_tarball(tree, folder / "source")
+        # Not with the dates of the changelog: this machine's clock may be behind it, and ninja never ends on files of the future.
+        succeed("tar", "-xzf", self.source, "-C", folder, "--touch")
+        self.unpacked = folder / self.source.name.removesuffix(".tar.gz")
+
+    def source_tarball(self, tree, folder):
+        succeed("cmake", "--preset", "release", "-S", tree, "-B", folder / "configured", cwd=tree)
+        succeed("cpack", "--config", folder / "configured/CPackSourceConfig.cmake", "-B", folder, cwd=folder)
+        return only(folder.glob("*.tar.gz"))
+
+    def workflow(self, name, preset, pattern):
+        """The package that a workflow preset leaves in its build folder."""
+        if name not in self.built:
+            self.built[name] = run(*(NO_NETWORK or []), "cmake", "--workflow", "--preset", name, cwd=self.unpacked, env=self.environment)
+        done = self.built[name]
+        assert done.returncode == 0, done.stdout + done.stderr
+        return only((self.unpacked / "build" / preset).glob(pattern))
+
+    def host_deb(self):
+        return self.workflow("deb", "release", "*.deb")
+
+    def armhf_deb(self):
+        return self.workflow("deb-armhf", "armhf", "*.deb")
+
+    def static_tarball(self):
+        return self.workflow("tarball-armhf-static", "armhf-static", "*.tar.gz")
+
+    def host_build(self):
+        self.host_deb()
+        return self.unpacked / "build/release"
+
+
+def only(paths):
+    (path,) = paths
+    return path
+
+
+def lacks_for_armhf():
+    """Why nothing can be made for 32-bit ARM and run here, or None."""
+    needed = {"arm-linux-gnueabihf-g++": "g++-arm-linux-gnueabihf", "qemu-arm": "qemu-user"}
+    missing = [package for tool, package in needed.items() if shutil.which(tool) is None]
+    return "not installed: " + " ".join(missing) if missing else None
