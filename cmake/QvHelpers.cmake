@@ -50,21 +50,18 @@ function(qv_unoptimised)
   endforeach()
 endfunction()
 
-# qv_unit_test(NAME SOURCES file... LINK library...): a GoogleTest program; CTest runs each of its cases by itself, or, where an
-# emulator would have to start for each, all of them at once.
+# qv_unit_test(NAME SOURCES file... LINK library...): a GoogleTest program. In the plain build each file is compiled and each case run by
+# itself; where compiling or starting takes a multiple, with a sanitizer or an emulator, they go together.
 function(qv_unit_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE qv_flags ${arg_LINK} gmock gtest_main)
   # GoogleTest's headers are half of what the compiler reads.
   target_precompile_headers(${name} PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
-  # Several files in one go take a third of the time. The plain build compiles each by itself.
-  if(QV_UNITY_TESTS)
+  qv_unoptimised(${name})
+  if(QV_TESTS_TOGETHER)
     set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 10)
     target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>) # nobody else includes these files
-  endif()
-  qv_unoptimised(${name})
-  if(CMAKE_CROSSCOMPILING)
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES TIMEOUT 600 LABELS unit FAIL_REGULAR_EXPRESSION "SKIPPED")
   else()
