@@ -40,8 +40,9 @@ def test_interface_down_and_up_in_mid_run(bus, qvcan, candump):
     program.end()
     frames = seen.all_frames()
     lines = program.err.splitlines(keepends=True)
-    assert lines.count(READ_DOWN) == 1
-    assert set(lines) == {READ_DOWN, WRITE_DOWN}
+    # The kernel tells a socket once that its interface went down, by the next call. If that is a write, its error looks like those after it.
+    assert lines.count(READ_DOWN) <= 1
+    assert set(lines) - {READ_DOWN} == {WRITE_DOWN}
     last = int.from_bytes(frames[-1].data[:4], "big")
     missing = missing_from(frames, pattern(1, last, fd=True))
     # With two processors the link is up before its queue runs again: what is written in between is gone without an error.
