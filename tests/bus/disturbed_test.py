@@ -1,5 +1,6 @@
 """The pattern sender on a bus that misbehaves: what is lost is reported, and the pattern goes on counting."""
 
+import os
 import signal
 from statistics import median
 import time
@@ -45,8 +46,9 @@ def test_interface_down_and_up_in_mid_run(bus, qvcan, candump):
     assert set(lines) - {READ_DOWN} == {WRITE_DOWN}
     last = int.from_bytes(frames[-1].data[:4], "big")
     missing = missing_from(frames, pattern(1, last, fd=True))
-    # With two processors the link is up before its queue runs again: what is written in between is gone without an error.
-    assert len(missing) >= lines.count(WRITE_DOWN)
+    without_error = len(missing) - lines.count(WRITE_DOWN)
+    # With several processors the link is up before its queue runs again: what is written in between is gone without an error.
+    assert without_error == 0 or (without_error > 0 and os.cpu_count() > 1)
     assert missing == list(range(missing[0], missing[0] + len(missing))), "the gap is one piece"
     assert 50 <= missing[0] <= len(frames) - 50, "the pattern is there before and behind the gap"
 
