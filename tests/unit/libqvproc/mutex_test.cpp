@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <string>
-#include <thread>
 #include <type_traits>
 
 #include <gtest/gtest.h>

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <stdexcept>
-#include <thread>
 #include <type_traits>
 
 #include <gtest/gtest.h>
