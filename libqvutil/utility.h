@@ -5,8 +5,6 @@
 #include <cstdint>
 #include <ctime>
 
-static_assert(sizeof(std::time_t) == 8, "time_t must outlive 2038: build with _TIME_BITS=64");
-
 /// The system's text for an error number. The only place that turns one into text.
 const char* errorText(int errnum);
 
@@ -25,8 +23,8 @@ timespec toTimespec(std::chrono::microseconds duration);
 void microsleep(unsigned long microseconds, bool interruptible);
 
 /// A clock that starts as the local time of day and from then on follows the monotonic clock, in µs. It never
-/// steps back and does not restart at midnight, so neither midnight nor a clock that is set disturbs who
-/// counts on it.
+/// steps back and does not restart at midnight, so callers are unaffected by midnight and by changes of the
+/// system clock.
 class DayClock {
 public:
     DayClock();

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "libqvutil/utility.h"
+
+#include <initializer_list>
+#include <iostream>
+#include <string>
+#include <type_traits>
+
+/// Refers to one thing to print, for the length of a call: a text, or anything with an `operator<<`. Without
+/// the type, so that a call costs no code but its arguments.
+class Piece {
+public:
+    Piece(const char* text) : object(text), insert(nullptr) {}
+
+    template<typename T, typename = std::enable_if_t<!std::is_convertible_v<const T&, const char*>>>
+    Piece(const T& value)
+        : object(&value),
+          insert([](std::ostream& out, const void* what) { out << *static_cast<const T*>(what); }) {}
+
+    /// Inserts it; false for a null text.
+    bool into(std::ostream& out) const;
+
+private:
+    const void* object;
+    void (*insert)(std::ostream& out, const void* what); ///< null: `object` is a const char*
+};
+
+/// A text composed of pieces in memory, to be written in one insertion with a flush: threads share the
+/// standard streams. Their flags do not matter to it, and it does not change them.
+///
+/// A null `const char*` ends the text: what is before it is written, then the stream's bad bit is set, as the
+/// C++ library does for a null string. Throws std::bad_alloc where memory runs out; nothing is written then.
+class Text {
+public:
+    Text(std::initializer_list<Piece> pieces);
+
+    void write(std::ostream& out) const;
+
+private:
+    std::string text;
+    bool whole = true;
+};
+
+/// Writes the pieces, as Text says.
+template<typename... P>
+void print(std::ostream& out, const P&... pieces) {
+    Text({pieces...}).write(out);
+}
+
+/// The same and a line end.
+template<typename... P>
+void printLine(std::ostream& out, const P&... pieces) {
+    Text({pieces..., "\n"}).write(out);
+}
+
+/// Writes a line about a failed call on standard error: the pieces, ": " and the system's text for `errnum`.
+/// Returns -1. Nothing need save errno for it: `printErrno(errno, "bind error")`.
+template<typename... P>
+int printErrno(int errnum, const P&... what) {
+    printLine(std::cerr, what..., ": ", errorText(errnum));
+    return -1;
+}
