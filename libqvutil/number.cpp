@@ -7,11 +7,21 @@
 
 namespace {
 
-bool hasMinusSign(const char* text) {
+const char* behindBlanks(const char* text) {
     while (std::isspace(static_cast<unsigned char>(*text)) != 0) {
         ++text;
     }
-    return *text == '-';
+    return text;
+}
+
+/// The base that strtoul() finds for itself where it is asked for base 0, but never 2: from glibc 2.38 on it
+/// takes "0b11" for 3, before for 0.
+int baseOf(const char* number) {
+    number += *number == '-' || *number == '+' ? 1 : 0;
+    if (*number != '0') {
+        return 10;
+    }
+    return number[1] == 'x' || number[1] == 'X' ? 16 : 8;
 }
 
 } // namespace
@@ -20,12 +30,12 @@ std::uint32_t targetStrtoul(const char* text) {
     constexpr std::uint32_t highest = std::numeric_limits<std::uint32_t>::max();
     const int savedErrno = errno;
     errno = 0;
-    const unsigned long long value = std::strtoull(text, nullptr, 0);
+    const char* const number = behindBlanks(text);
+    const unsigned long long value = std::strtoull(number, nullptr, baseOf(number));
     const bool outOfRange = errno == ERANGE;
     errno = savedErrno;
     // strtoull has negated within 64 bits; the magnitude decides whether 32 bits overflow.
-    const bool negative = hasMinusSign(text);
-    const unsigned long long magnitude = negative ? 0 - value : value;
+    const unsigned long long magnitude = *number == '-' ? 0 - value : value;
     if (outOfRange || magnitude > highest) {
         return highest;
     }

@@ -12,7 +12,7 @@ constexpr unsigned long toTargetLong(std::uint64_t value) {
 
 /// `strtoul(text, nullptr, 0)` as the target reads it: "0x" introduces hexadecimal, "0" octal, anything else
 /// is decimal; text that is no number gives 0, text behind the number is ignored, a value beyond 32 bits
-/// gives 0xFFFFFFFF, and a minus sign negates within 32 bits.
+/// gives 0xFFFFFFFF, and a minus sign negates within 32 bits. "0b" is no prefix, whatever the C library: 0.
 std::uint32_t targetStrtoul(const char* text);
 
 /// `value` converted to 64 bits by truncation toward zero. Beyond 2^64 it is 2^64 - 1, below 0 and for a NaN

@@ -4,6 +4,7 @@
 #include "libqvutil/utility.h"
 
 #include <algorithm>
+#include <climits>
 #include <ostream>
 #include <sstream>
 #include <utility>
@@ -21,8 +22,12 @@ std::string padded(const std::string& text, std::size_t width) {
     return used < width ? text + std::string(width - used, ' ') : text;
 }
 
+bool hasLetter(const Options::option_t& row) {
+    return row.optchar > 0 && row.optchar <= UCHAR_MAX;
+}
+
 std::string shortForm(const Options::option_t& row) {
-    return row.optchar == 0 ? std::string() : std::string("-") + static_cast<char>(row.optchar);
+    return hasLetter(row) ? std::string("-") + static_cast<char>(row.optchar) : std::string();
 }
 
 /// Breaks one line of a help text at blanks into pieces of at most `width` columns; a longer word stays
@@ -140,7 +145,7 @@ void Options::update() {
         row.longOptWidth = widthOf(longForm(row));
         maxShortOptWidth = std::max(maxShortOptWidth, row.shortOptWidth);
         maxLongOptWidth = std::max(maxLongOptWidth, row.longOptWidth);
-        if (row.optchar != 0) {
+        if (hasLetter(row)) {
             singleCharSwitches += static_cast<char>(row.optchar);
             singleCharSwitches.append(static_cast<std::size_t>(row.arg), ':'); // "x", "x:" or "x::"
         }
@@ -150,7 +155,10 @@ void Options::update() {
     }
     longOptions.push_back({nullptr, 0, nullptr, 0});
     changed = false;
-    optind = 0; // glibc: forget a vector half read, a cluster such as -hv included
+}
+
+void Options::restart() {
+    optind = 0; // glibc: unlike 1 it forgets a cluster half read, such as -hv
 }
 
 int Options::get(int argc, char** argv) {
@@ -163,16 +171,14 @@ int Options::get(int argc, char** argv) {
 std::ostream& Options::print(std::ostream& out) const {
     if (changed) {
         Options current(*this);
-        const int index = optind; // update() is for reading arguments, printing is not
         current.update();
-        optind = index;
         return current.print(out);
     }
     const std::size_t helpColumn = 2 + maxShortOptWidth + 2 + maxLongOptWidth + 2;
     const std::size_t helpWidth = cols == 0 ? 0 : std::max(minHelpWidth, cols - std::min(cols, helpColumn));
     std::string text;
     for (const intOption_t& row : options) {
-        const bool both = row.optchar != 0 && row.optstring != nullptr;
+        const bool both = hasLetter(row) && row.optstring != nullptr;
         std::string line = "  " + padded(shortForm(row), maxShortOptWidth) + (both ? ", " : "  ") +
                            padded(longForm(row), maxLongOptWidth) + "  ";
         for (const std::string& help : helpLines(row.help, helpWidth)) {

@@ -27,7 +27,7 @@ public:
         option_t(int _optchar, const char* _optstring, const char* _argHelp, bool _required,
                  std::string _help);
 
-        int optchar;           ///< short letter, and what `get` returns for the option
+        int optchar;           ///< what `get` returns; up to 255 the short letter, else (or 0) long form only
         const char* optstring; ///< long name without dashes
         const char* argHelp;   ///< the word for the argument in the help; null: no argument
         bool required;         ///< the argument must be given; meaningless without one
@@ -63,8 +63,11 @@ public:
     void reserve(std::size_t n);
     Adder add();
 
-    /// Derives from the rows what `get` and `print` need, and makes the system's parser start afresh.
+    /// Derives from the rows what `get` and `print` need.
     void update();
+
+    /// Makes the system's parser start afresh: to be called before the first `get` of each argument vector.
+    static void restart();
 
     /// The next option's letter, its argument in the system's `optarg`; -1 at the end; '?' or ':' for an
     /// option that is unknown or lacks its argument. Prints nothing itself. The next argument's index is the

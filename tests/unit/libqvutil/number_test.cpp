@@ -1,6 +1,7 @@
 // Numbers as the 32-bit target reads them, on every width.
 
 #include "libqvutil/number.h"
+#include "tests/fakes/fakesystem.h"
 
 #include <cerrno>
 #include <climits>
@@ -31,6 +32,9 @@ const number_t numberRows[] = {
     {"octal", "017", 15},
     {"octal_up_to_the_wrong_digit", "0179", 15},
     {"octal_without_a_right_digit", "08", 0},
+    {"binary", "0b11", 0},
+    {"binary_with_a_capital_B", "0B11", 0},
+    {"minus_binary", "-0b1", 0},
     {"lone_base", "0x", 0},
     {"base_with_a_wrong_digit", "0xg", 0},
     {"empty", "", 0},
@@ -93,6 +97,13 @@ TEST_P(TargetStrtoul, IsWhatTheSystemReadsOnThisWidth) {
 #endif
 
 INSTANTIATE_TEST_SUITE_P(Rows, TargetStrtoul, testing::ValuesIn(numberRows), rowName);
+
+TEST(TargetStrtoul, ReadsNoBinaryNumberWhereTheCLibraryDoes) {
+    FakeSystem system;
+    system.strtoull = [](const char*, char**, int base) { return base == 0 || base == 2 ? 3ULL : 0ULL; };
+    EXPECT_EQ(targetStrtoul("0b11"), 0U);
+    EXPECT_EQ(targetStrtoul(" -0B11"), 0U);
+}
 
 TEST(ToTargetLong, KeepsTheLow32Bits) {
     EXPECT_EQ(toTargetLong(0), 0U);

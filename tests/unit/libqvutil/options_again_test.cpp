@@ -20,7 +20,7 @@ Options shortTable() {
 /// Reads the h of -hv and leaves the v unread, within the system's parser.
 void leaveAClusterHalfRead(Options& options) {
     Arguments arguments({"-hv", "-d", "can0"});
-    options.update();
+    Options::restart();
     EXPECT_EQ(options.get(arguments.count(), arguments.vector()), 'h');
 }
 
@@ -45,8 +45,7 @@ TEST(OptionsAgain, ForgetTheClusterThatAnotherTableLeftHalfRead) {
     leaveAClusterHalfRead(first);
 
     Options second = shortTable();
-    Arguments arguments({"-d", "can1"});
-    EXPECT_EQ(readOn(second, arguments), (texts_t{"d=can1", "-1"}));
+    EXPECT_EQ(readAll(second, {"-d", "can1"}), (texts_t{"d=can1", "-1"}));
 }
 
 TEST(OptionsAgain, ForgetAReadingThatEndedAtAnError) {
@@ -63,12 +62,13 @@ TEST(OptionsAgain, ForgetTheEndOfTheOptions) {
     EXPECT_EQ(readAll(options, {"operand", "-h", "-v"}), (texts_t{"h", "v", "-1"}));
 }
 
-TEST(OptionsAgain, GoOnReadingAfterTheHelpWasPrinted) {
+TEST(OptionsAgain, GoOnReadingAfterTheHelpWasPrintedAndTheTableUpdated) {
     Options options = shortTable();
     Arguments arguments({"-vv", "-h"});
-    options.update();
+    Options::restart();
     EXPECT_EQ(options.get(arguments.count(), arguments.vector()), 'v');
     EXPECT_FALSE(options.toString().empty());
+    options.update();
     EXPECT_FALSE(shortTable().toString().empty()) << "a table that was not updated yet";
     EXPECT_EQ(readOn(options, arguments), (texts_t{"v", "h", "-1"}));
 }
@@ -88,8 +88,7 @@ TEST(OptionsAdd, TakesRowsAfterAReading) {
     EXPECT_EQ(readAll(options, {"-x"}), texts_t{"?"});
 
     options.add()({'x', "extra", "added"});
-    Arguments arguments({"-x"});
-    EXPECT_EQ(readOn(options, arguments), (texts_t{"x", "-1"}));
+    EXPECT_EQ(readAll(options, {"-x"}), (texts_t{"x", "-1"}));
 }
 
 TEST(OptionsReserve, MakesRoomForRowsToCome) {

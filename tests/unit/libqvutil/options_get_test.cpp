@@ -101,10 +101,16 @@ TEST(Options, RefuseAnAbbreviationOfTwoNames) {
     EXPECT_EQ(output.err, "");
 }
 
+TEST(Options, ReadARowNumberedAboveTheLettersByItsLongNameOnly) {
+    Options options({{'v', "verbose", "letter"}, {256 + 'x', "json", "file", true, "no letter"}}, 0);
+    EXPECT_EQ(readAll(options, {"--json=a", "-v"}), (texts_t{std::to_string(256 + 'x') + "=a", "v", "-1"}));
+    EXPECT_EQ(readAll(options, {"-x", "a"}), texts_t{"?"});
+}
+
 TEST(Options, LeaveTheNextArgumentsIndexInTheSystemsOptind) {
     Options options = table();
     Arguments arguments({"-v", "-d", "can0", "-x"});
-    options.update();
+    Options::restart();
 
     EXPECT_EQ(options.get(arguments.count(), arguments.vector()), 'v');
     EXPECT_EQ(optind, 2);
@@ -117,7 +123,7 @@ TEST(Options, LeaveTheNextArgumentsIndexInTheSystemsOptind) {
 TEST(Options, ReadAnEmptyVector) {
     Options options = table();
     char* none[] = {nullptr};
-    options.update();
+    Options::restart();
     EXPECT_EQ(options.get(0, none), -1);
 }
 

@@ -83,6 +83,16 @@ TEST(OptionsPrint, ShowsARowWithoutLetterUnderTheLongNames) {
               "      --long=word  long only\n");
 }
 
+TEST(OptionsPrint, ShowsARowNumberedAboveTheLettersUnderTheLongNames) {
+    EXPECT_EQ(printed(Options({{'v', "verbose", "both"}, {256 + 'x', "long", "word", true, "long only"}}, 0)),
+              "  -v, --verbose    both\n"
+              "      --long=word  long only\n");
+}
+
+TEST(OptionsPrint, GivesARowNumberedAboveTheLettersNoWidthInTheShortColumn) {
+    EXPECT_EQ(printed(Options({{256, "long", "long only"}}, 0)), "    --long  long only\n");
+}
+
 TEST(OptionsPrint, ShowsARowWithoutLongNameByItsLetterAlone) {
     EXPECT_EQ(printed(Options({{'v', "verbose", "both"}, {'x', nullptr, "letter only"}}, 0)),
               "  -v, --verbose  both\n"

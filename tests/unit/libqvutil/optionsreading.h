@@ -6,8 +6,9 @@
 #include <string>
 #include <vector>
 
-/// Reads on through an argument vector: each option as its letter and, where it has one, "=" and its
-/// argument; then "-1", or what `get` returned for an option that cannot be used, which ends the reading.
+/// Reads on through an argument vector: each option as its letter (above 255: its number) and, where it has
+/// one, "=" and its argument; then "-1", or what `get` returned for an option that cannot be used, which ends
+/// the reading.
 inline std::vector<std::string> readOn(Options& options, Arguments& arguments) {
     std::vector<std::string> read;
     for (;;) {
@@ -16,7 +17,7 @@ inline std::vector<std::string> readOn(Options& options, Arguments& arguments) {
             read.emplace_back("-1");
             return read;
         }
-        std::string text(1, static_cast<char>(letter));
+        std::string text = letter > 255 ? std::to_string(letter) : std::string(1, static_cast<char>(letter));
         if (letter == '?' || letter == ':') {
             read.push_back(text);
             return read;
@@ -29,6 +30,6 @@ inline std::vector<std::string> readOn(Options& options, Arguments& arguments) {
 /// Starts afresh and reads all of `texts`.
 inline std::vector<std::string> readAll(Options& options, const std::vector<std::string>& texts) {
     Arguments arguments(texts);
-    options.update();
+    Options::restart();
     return readOn(options, arguments);
 }
