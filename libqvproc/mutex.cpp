@@ -1,9 +1,6 @@
 #include "libqvproc/mutex.h"
 
-#include "libqvutil/line.h"
-#include "libqvutil/utility.h"
-
-#include <iostream>
+#include "libqvutil/print.h"
 
 Mutex::Attr::Attr() : attr() {
     pthread_mutexattr_init(&attr);
@@ -31,14 +28,14 @@ Mutex::~Mutex() {
 
 int Mutex::failed(const char* what, int result) const {
     if (debug) {
-        (Line() << "mutex " << what << ": " << errorText(result)).writeLine(std::cerr);
+        printErrno(result, "mutex ", what);
     }
     return result;
 }
 
 int MutexLocker::lock() {
     const int result = mutex.P();
-    held = result == 0;
+    held = held || result == 0; // a mutex that refuses to be taken twice is still held
     return result;
 }
 

@@ -7,7 +7,7 @@
 #include <pthread.h>
 
 /// A POSIX mutex. Results of the int functions are those of the pthread functions: 0, or an error number.
-class CAPABILITY("mutex") Mutex {
+class QV_CAPABILITY("mutex") Mutex {
 public:
     /// Attributes for a mutex.
     class Attr {
@@ -31,16 +31,20 @@ public:
     Mutex(const Mutex&) = delete;
     Mutex& operator=(const Mutex&) = delete;
 
-    int lock() ACQUIRE() NO_THREAD_SAFETY_ANALYSIS { return checked("lock", pthread_mutex_lock(&mutex)); }
-    int unlock() RELEASE() NO_THREAD_SAFETY_ANALYSIS {
+    int lock() QV_ACQUIRE() QV_NO_THREAD_SAFETY_ANALYSIS {
+        return checked("lock", pthread_mutex_lock(&mutex));
+    }
+    int unlock() QV_RELEASE() QV_NO_THREAD_SAFETY_ANALYSIS {
         return checked("unlock", pthread_mutex_unlock(&mutex));
     }
-    bool trylock() TRY_ACQUIRE(true) NO_THREAD_SAFETY_ANALYSIS { return pthread_mutex_trylock(&mutex) == 0; }
+    bool trylock() QV_TRY_ACQUIRE(true) QV_NO_THREAD_SAFETY_ANALYSIS {
+        return pthread_mutex_trylock(&mutex) == 0;
+    }
 
     // The same under semaphore names.
-    int P() ACQUIRE() { return lock(); }
-    int V() RELEASE() { return unlock(); }
-    bool tryP() TRY_ACQUIRE(true) { return trylock(); }
+    int P() QV_ACQUIRE() { return lock(); }
+    int V() QV_RELEASE() { return unlock(); }
+    bool tryP() QV_TRY_ACQUIRE(true) { return trylock(); }
 
     pthread_mutex_t& getMutex() { return mutex; }
 
@@ -57,22 +61,22 @@ private:
 };
 
 /// Holds a mutex for a scope.
-class SCOPED_CAPABILITY MutexLocker {
+class QV_SCOPED_CAPABILITY MutexLocker {
 public:
-    explicit MutexLocker(Mutex& _mutex) ACQUIRE(_mutex) : mutex(_mutex) { mutex.P(); }
-    ~MutexLocker() RELEASE() {
+    explicit MutexLocker(Mutex& _mutex) QV_ACQUIRE(_mutex) : mutex(_mutex) { mutex.P(); }
+    ~MutexLocker() QV_RELEASE() {
         if (held) {
             mutex.V();
         }
     }
 
     /// Re-takes the mutex inside the scope, after `unlock`.
-    int lock() ACQUIRE() NO_THREAD_SAFETY_ANALYSIS;
+    int lock() QV_ACQUIRE() QV_NO_THREAD_SAFETY_ANALYSIS;
 
     /// Releases it inside the scope.
-    int unlock() RELEASE() NO_THREAD_SAFETY_ANALYSIS;
+    int unlock() QV_RELEASE() QV_NO_THREAD_SAFETY_ANALYSIS;
 
-    Mutex& get() RETURN_CAPABILITY(mutex) { return mutex; }
+    Mutex& get() QV_RETURN_CAPABILITY(mutex) { return mutex; }
 
 private:
     MutexLocker(const MutexLocker&);

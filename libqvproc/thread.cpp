@@ -14,25 +14,32 @@ pthread_t invalidHandle() {
     return handle;
 }
 
-// Without the log lock, which belongs to a layer above, and without allocating: the exception may be a lack
-// of memory. One insertion keeps the line whole; a text that is too long for it is cut.
-void report(const char* what) {
-    char line[512];
-    const int n = std::snprintf(line, sizeof line, "[ERROR] BZ::threadCode() %s\n", what);
-    if (n >= static_cast<int>(sizeof line)) {
-        line[sizeof line - 2] = '\n';
-    }
+void writeWithoutLock(const char* line) {
     std::cerr << line << std::flush;
 }
 
 } // namespace
 
+void (*Thread::writeError)(const char* line) = writeWithoutLock;
+
+// Without allocating: the exception may be a lack of memory. A text that is too long for the line is cut.
+void Thread::report(const char* what) {
+    thrown = true;
+    char line[512];
+    const int n = std::snprintf(line, sizeof line, "[ERROR] BZ::threadCode() %s\n", what);
+    if (n >= static_cast<int>(sizeof line)) {
+        line[sizeof line - 2] = '\n';
+    }
+    writeError(line);
+}
+
 int Thread::start() {
-    const int result = pthread_create(&thread, nullptr, Thread::startWrapper, this);
-    if (result != 0) {
+    thrown = false;
+    createResult = pthread_create(&thread, nullptr, Thread::startWrapper, this);
+    if (createResult != 0) {
         invalidate(thread); // POSIX leaves the handle undefined
     }
-    return result;
+    return createResult;
 }
 
 int Thread::join() {
@@ -47,17 +54,18 @@ int Thread::join() {
     return result;
 }
 
-// The C library unwinds a thread that ends itself without an exception object: the sanitizer would take the
-// reference that is caught for one that is bound to null.
+// pthread_exit() unwinds without an exception object; the sanitizer reports the reference caught here as
+// null.
 __attribute__((no_sanitize("null"))) void* Thread::startWrapper(void* object) {
+    auto* const self = static_cast<Thread*>(object);
     try {
-        static_cast<Thread*>(object)->threadCode();
+        self->threadCode();
     } catch (abi::__forced_unwind&) {
         throw; // pthread_exit and cancellation must run on to the end
     } catch (const std::exception& exception) {
-        report(exception.what());
+        self->report(exception.what());
     } catch (...) {
-        report("unknown exception");
+        self->report("unknown exception");
     }
     return nullptr;
 }

@@ -17,6 +17,16 @@ public:
     /// joined, otherwise pthread_join's error number.
     int join();
 
+    /// pthread_create's error number at the last `start`; 0 when the thread was created.
+    int startError() const { return createResult; }
+
+    /// The last thread ended by an exception. Of use after `join`.
+    bool endedByException() const { return thrown; }
+
+    /// Writes a whole line about an exception on standard error. The log (libqvio/logutil.h) replaces it by
+    /// one that takes its lock.
+    static void (*writeError)(const char* line);
+
     static void invalidate(pthread_t& handle) { handle = static_cast<pthread_t>(-1); }
 
 protected:
@@ -28,5 +38,9 @@ protected:
     static void* startWrapper(void* object);
 
 private:
+    void report(const char* what);
+
     pthread_t thread;
+    int createResult = 0;
+    bool thrown = false; ///< written by the thread, read after it was joined
 };

@@ -17,22 +17,22 @@ static_assert(std::has_virtual_destructor_v<Mutex>);
 static_assert(!std::is_copy_constructible_v<Mutex> && !std::is_copy_assignable_v<Mutex>);
 
 // Wrong uses are the point here; clang's analysis would refuse them.
-int lock(Mutex& mutex) NO_THREAD_SAFETY_ANALYSIS {
+int lock(Mutex& mutex) QV_NO_THREAD_SAFETY_ANALYSIS {
     return mutex.lock();
 }
-int unlock(Mutex& mutex) NO_THREAD_SAFETY_ANALYSIS {
+int unlock(Mutex& mutex) QV_NO_THREAD_SAFETY_ANALYSIS {
     return mutex.unlock();
 }
-bool trylock(Mutex& mutex) NO_THREAD_SAFETY_ANALYSIS {
+bool trylock(Mutex& mutex) QV_NO_THREAD_SAFETY_ANALYSIS {
     return mutex.trylock();
 }
-int semaphoreP(Mutex& mutex) NO_THREAD_SAFETY_ANALYSIS {
+int semaphoreP(Mutex& mutex) QV_NO_THREAD_SAFETY_ANALYSIS {
     return mutex.P();
 }
-int semaphoreV(Mutex& mutex) NO_THREAD_SAFETY_ANALYSIS {
+int semaphoreV(Mutex& mutex) QV_NO_THREAD_SAFETY_ANALYSIS {
     return mutex.V();
 }
-bool semaphoreTryP(Mutex& mutex) NO_THREAD_SAFETY_ANALYSIS {
+bool semaphoreTryP(Mutex& mutex) QV_NO_THREAD_SAFETY_ANALYSIS {
     return mutex.tryP();
 }
 

@@ -41,7 +41,7 @@ TEST(MutexLocker, DoesNotReleaseAtTheEndWhatItHasReleasedBefore) {
     ASSERT_EQ(attr.setType(PTHREAD_MUTEX_RECURSIVE), 0);
     Mutex mutex(attr);
     mutex.lock(); // a second release by the locker would take this one away
-    [&]() NO_THREAD_SAFETY_ANALYSIS {
+    [&]() QV_NO_THREAD_SAFETY_ANALYSIS {
         MutexLocker locker(mutex);
         EXPECT_EQ(locker.unlock(), 0);
     }();
@@ -54,12 +54,37 @@ TEST(MutexLocker, PassesTheResultsOfTheMutex) {
     Mutex::Attr attr;
     ASSERT_EQ(attr.setType(PTHREAD_MUTEX_ERRORCHECK), 0);
     Mutex mutex(attr);
-    [&]() NO_THREAD_SAFETY_ANALYSIS {
+    [&]() QV_NO_THREAD_SAFETY_ANALYSIS {
         MutexLocker locker(mutex);
         EXPECT_EQ(locker.lock(), EDEADLK);
         EXPECT_EQ(locker.unlock(), 0);
     }();
     EXPECT_TRUE(isFree(mutex));
+}
+
+TEST(MutexLocker, StillReleasesAMutexThatRefusedToBeTakenTwice) {
+    Mutex::Attr attr;
+    ASSERT_EQ(attr.setType(PTHREAD_MUTEX_ERRORCHECK), 0);
+    Mutex mutex(attr);
+    [&]() QV_NO_THREAD_SAFETY_ANALYSIS {
+        MutexLocker locker(mutex);
+        EXPECT_EQ(locker.lock(), EDEADLK);
+    }();
+    EXPECT_TRUE(isFree(mutex));
+}
+
+TEST(MutexLocker, DoesNotReleaseAMutexThatItCouldNotTakeAgain) {
+    Mutex::Attr attr;
+    ASSERT_EQ(attr.setType(PTHREAD_MUTEX_ERRORCHECK), 0);
+    Mutex mutex(attr);
+    [&]() QV_NO_THREAD_SAFETY_ANALYSIS {
+        MutexLocker locker(mutex);
+        EXPECT_EQ(locker.unlock(), 0);
+        EXPECT_EQ(mutex.lock(), 0);
+        EXPECT_EQ(locker.lock(), EDEADLK);
+    }();
+    EXPECT_FALSE(isFree(mutex));
+    EXPECT_EQ(mutex.unlock(), 0);
 }
 
 TEST(MutexLocker, ReleasesTheMutexWhenAnExceptionLeavesTheScope) {

@@ -85,6 +85,26 @@ TEST(ThreadEnd, ByAnExceptionLeavesTheOtherThreadsRunning) {
     EXPECT_EQ(output.err, "[ERROR] BZ::threadCode() the text\n");
 }
 
+TEST(ThreadEnd, ByAnExceptionIsKnownAfterJoinUntilTheNextStart) {
+    bool failing = true;
+    Probe probe([&failing] {
+        if (failing) {
+            throw 5;
+        }
+    });
+    const auto run = [&probe] {
+        captured([&probe] {
+            EXPECT_EQ(probe.start(), 0);
+            EXPECT_EQ(probe.join(), 0);
+        });
+        return probe.endedByException();
+    };
+    EXPECT_FALSE(probe.endedByException());
+    EXPECT_TRUE(run());
+    failing = false;
+    EXPECT_FALSE(run());
+}
+
 TEST(ThreadEnd, ByAnExceptionDestroysWhatTheThreadHeld) {
     bool destroyed = false;
     run([&destroyed] {
