@@ -1,27 +1,35 @@
 #include "libqvio/logutil.h"
 
-#include "libqvutil/line.h"
-#include "libqvutil/utility.h"
+#include "libqvproc/thread.h"
 
 #include <iostream>
 
 LogMutex LogUtil::logMutex;
 
-void LogUtil::debugLine(const char* function, const std::string& text) {
-    Line line;
-    line << "[DEBUG] BZ::" << function << "() " << text;
+namespace {
+
+/// Replaces the threads' own way to write their error line, which cannot know of a lock in a layer above.
+const bool threadsLock = [] {
+    Thread::writeError = [](const char* line) {
+        const LogUtil::Lock lock;
+        std::cerr << line << std::flush;
+    };
+    return true;
+}();
+
+} // namespace
+
+void LogUtil::write(std::ostream& out, const Text& line) {
     const Lock lock;
-    line.writeLine(std::cout);
+    line.write(out);
 }
 
 void LogUtil::errorLine(const char* function, const char* text, int errnum) {
-    Line line;
-    line << "[ERROR] BZ::" << function << "() " << text;
+    const std::string begun = std::string("[ERROR] BZ::") + function + "() " + text;
     const Lock lock;
-    line.write(std::cerr);
-    printError(errnum);
+    printError(errnum, begun);
 }
 
-void LogUtil::printError(int errnum) {
-    (Line() << ": " << errorText(errnum)).writeLine(std::cerr);
+void LogUtil::printError(int errnum, const std::string& begun) {
+    printErrno(errnum, begun);
 }

@@ -1,26 +1,28 @@
 #pragma once
 
 #include "libqvproc/annotations.h"
+#include "libqvutil/print.h"
 
+#include <iostream>
 #include <mutex>
 #include <string>
 
 /// The std::mutex of the log, with clang's annotations, which the C++ library's own lacks.
-class CAPABILITY("mutex") LogMutex : public std::mutex {
+class QV_CAPABILITY("mutex") LogMutex : public std::mutex {
 public:
-    void lock() ACQUIRE() NO_THREAD_SAFETY_ANALYSIS { std::mutex::lock(); }
-    void unlock() RELEASE() NO_THREAD_SAFETY_ANALYSIS { std::mutex::unlock(); }
+    void lock() QV_ACQUIRE() QV_NO_THREAD_SAFETY_ANALYSIS { std::mutex::lock(); }
+    void unlock() QV_RELEASE() QV_NO_THREAD_SAFETY_ANALYSIS { std::mutex::unlock(); }
 };
 
-/// What debug and error lines have in common. Each is written whole while `logMutex` is held, which is
-/// released before the caller does anything else; it is never held together with another lock.
+/// Lines that begin with "[DEBUG]" or "[ERROR]". Each is composed first, then written in one insertion while
+/// `logMutex` is held, which is never held together with another lock.
 class LogUtil {
 public:
     /// Holds the log lock for a scope.
-    class SCOPED_CAPABILITY Lock {
+    class QV_SCOPED_CAPABILITY Lock {
     public:
-        Lock() ACQUIRE(logMutex) { logMutex.lock(); }
-        ~Lock() RELEASE() { logMutex.unlock(); }
+        Lock() QV_ACQUIRE(logMutex) { logMutex.lock(); }
+        ~Lock() QV_RELEASE() { logMutex.unlock(); }
         Lock(const Lock&) = delete;
         Lock& operator=(const Lock&) = delete;
     };
@@ -28,13 +30,25 @@ public:
     /// Process-wide.
     static LogMutex logMutex;
 
-    /// "BZ::" + `function` + "() " + `text` behind "[DEBUG] ", on standard output.
-    static void debugLine(const char* function, const std::string& text) EXCLUDES(logMutex);
+    /// "[DEBUG] BZ::" + `function` + "() " + the pieces (libqvutil/print.h), on standard output.
+    template<typename... P>
+    static void debugLine(const char* function, const P&... pieces) QV_EXCLUDES(logMutex) {
+        write(std::cout, Text({"[DEBUG] BZ::", function, "() ", pieces..., "\n"}));
+    }
 
-    /// The same behind "[ERROR] ", on standard error, completed by `printError(errnum)`.
-    static void errorLine(const char* function, const char* text, int errnum) EXCLUDES(logMutex);
+    /// The same behind "[ERROR] BZ::", on standard error, completed by `printError(errnum)`.
+    static void errorLine(const char* function, const char* text, int errnum) QV_EXCLUDES(logMutex);
 
-    /// Completes an error line begun on standard error: ": ", the system's text for `errnum`, a line end and
-    /// a flush.
-    static void printError(int errnum) REQUIRES(logMutex);
+    /// "[ERROR] " + the pieces, on standard error.
+    template<typename... P>
+    static void plainErrorLine(const P&... pieces) QV_EXCLUDES(logMutex) {
+        write(std::cerr, Text({"[ERROR] ", pieces..., "\n"}));
+    }
+
+    /// Completes an error line on standard error, of which `begun` is not written yet: ": ", the system's
+    /// text for `errnum`, a line end and a flush.
+    static void printError(int errnum, const std::string& begun = std::string()) QV_REQUIRES(logMutex);
+
+private:
+    static void write(std::ostream& out, const Text& line) QV_EXCLUDES(logMutex);
 };

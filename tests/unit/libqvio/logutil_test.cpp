@@ -1,6 +1,7 @@
 // Debug and error lines: exact, whole, and written under the log lock.
 
 #include "libqvio/logutil.h"
+#include "libqvproc/thread.h"
 #include "tests/fakes/captured.h"
 #include "tests/fakes/pieces.h"
 
@@ -10,6 +11,7 @@
 #include <map>
 #include <mutex>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -30,14 +32,6 @@ bool logIsLocked() {
         locked = !std::unique_lock<std::mutex>(mutex, std::try_to_lock).owns_lock();
     }).join();
     return locked;
-}
-
-std::string joined(const std::vector<std::string>& texts) {
-    std::string all;
-    for (const std::string& text : texts) {
-        all += text;
-    }
-    return all;
 }
 
 /// Sets flags on a shared stream, for one test.
@@ -81,8 +75,10 @@ TEST(LogUtil, CompletesAnErrorLineWithTheSystemsText) {
         const LogUtil::Lock lock;
         std::cerr << "[ERROR] BZ::f() open";
         LogUtil::printError(ENOENT);
+        LogUtil::printError(EBADF, "and the next");
     });
-    EXPECT_EQ(output.err, "[ERROR] BZ::f() open: No such file or directory\n");
+    EXPECT_EQ(output.err, "[ERROR] BZ::f() open: No such file or directory\n"
+                          "and the next: Bad file descriptor\n");
     EXPECT_EQ(output.out, "");
 }
 
@@ -115,17 +111,40 @@ TEST(LogUtil, WritesADebugLineInOneInsertionUnderTheLockAndFlushesIt) {
     EXPECT_FALSE(logIsLocked()) << "afterwards";
 }
 
-TEST(LogUtil, HoldsTheLockFromTheFirstToTheLastPieceOfAnErrorLine) {
+TEST(LogUtil, WritesAnErrorLineInOneInsertionUnderTheLockAndFlushesIt) {
     Pieces pieces(std::cerr);
     std::vector<bool> locked;
     pieces.onPiece = [&locked] { locked.push_back(logIsLocked()); };
 
     LogUtil::errorLine("f", "call", EIO);
+    LogUtil::plainErrorLine("unknown ", 5);
 
-    EXPECT_EQ(joined(pieces.all), "[ERROR] BZ::f() call: Input/output error\n");
-    EXPECT_EQ(locked, std::vector<bool>(pieces.all.size(), true));
-    EXPECT_GE(pieces.flushes, 1U);
+    EXPECT_EQ(pieces.all, (std::vector<std::string>{"[ERROR] BZ::f() call: Input/output error\n",
+                                                    "[ERROR] unknown 5\n"}));
+    EXPECT_EQ(locked, (std::vector<bool>{true, true}));
+    EXPECT_GE(pieces.flushes, 2U);
     EXPECT_FALSE(logIsLocked()) << "afterwards";
+}
+
+namespace {
+
+/// A thread that ends by an exception.
+struct Failing : Thread {
+    void threadCode() override { throw std::runtime_error("the reason"); }
+};
+
+} // namespace
+
+TEST(LogUtil, WritesTheLineOfAThreadsExceptionInOneInsertionUnderTheLock) {
+    Pieces pieces(std::cerr);
+    std::vector<bool> locked;
+    pieces.onPiece = [&locked] { locked.push_back(logIsLocked()); };
+    Failing thread;
+    thread.start();
+    thread.join();
+
+    EXPECT_EQ(pieces.all, std::vector<std::string>{"[ERROR] BZ::threadCode() the reason\n"});
+    EXPECT_EQ(locked, std::vector<bool>{true});
 }
 
 TEST(LogLock, HoldsTheMutexForAScope) {

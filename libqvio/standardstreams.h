@@ -1,7 +1,8 @@
 #pragma once
 
-/// Opens /dev/null on each of the descriptors 0 to 2 that is closed. Call it before anything else: otherwise
-/// the next thing opened gets such a number, and a bus becomes standard output.
+/// Opens /dev/null, or where there is none a descriptor that refuses reads and writes, on each of the
+/// descriptors 0 to 2 that is closed. Call it before anything else: the next open() would return that number,
+/// and the CAN socket would become standard output.
 void fillStandardDescriptors();
 
 /// Writes "[ERROR] " and `text` as a line on standard error. Returns EXIT_FAILURE.
