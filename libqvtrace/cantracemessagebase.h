@@ -75,8 +75,7 @@ public:
         return num <= 64 ? static_cast<std::uint8_t>((num + 191) >> 4) : 15;
     }
 
-    /// The length code, not the byte count: who walks the payload by it reaches bytes 0 to 14 of 64. Users
-    /// rely on that.
+    /// The length code, not the byte count: a walk of the payload by it reaches bytes 0 to 14 of 64.
     std::uint8_t getDlc() const { return numDataBytes2dlc(numDataBytes); }
 
     /// Copies min(`n`, 64) bytes and makes that the byte count; payload bytes behind it stay as they were.

@@ -38,8 +38,8 @@ public:
     /// Appends the record's body.
     virtual void appendBody(byteVec_t& out) const;
 
-    /// Takes over a record's body of `n` bytes. False when it is none of this kind; the message is then
-    /// unchanged.
+    /// Parses a record body of `n` bytes. Returns false and changes nothing if it is not a valid body of this
+    /// kind.
     virtual bool readBody(const std::uint8_t* body, std::size_t n);
 
     /// Bytes of the record's body.
@@ -88,3 +88,8 @@ private:
     timeStamp_t timeStamp;
     [[maybe_unused]] std::uint32_t word32 = 0; ///< reserved; copied along
 };
+
+/// Writes the message by its own `print`.
+inline std::ostream& operator<<(std::ostream& out, const MessageBase& message) {
+    return message.print(out);
+}

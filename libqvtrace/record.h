@@ -39,6 +39,8 @@ struct view_t {
     std::size_t bodySize;
     const std::uint8_t* body;
 
+    /// The whole record: size() bytes.
+    const std::uint8_t* bytes() const { return body - headerSize; }
     std::size_t size() const { return headerSize + bodySize + checksumSize; }
 };
 

@@ -1,24 +1,18 @@
 #pragma once
 
 #include "libqvtrace/messagebase.h"
+#include "libqvtrace/passedover.h"
+#include "libqvtrace/recordscanner.h"
 
-#include <cstddef>
-#include <cstdint>
 #include <mutex>
 #include <string>
 
 /// Reads trace records from a descriptor that it does not own. Records may come cut anywhere, many at once,
 /// with garbage between them: every sound record is delivered, once and in order. Memory is bounded by
-/// `capacity`. Used by one thread, unless a mutex is given, which `read` and `getNextMessage` then take.
+/// RecordScanner::CAPACITY. Used by one thread, unless a mutex is given, which `read` and `getNextMessage`
+/// then take.
 class TraceMessageBuffer {
 public:
-    /// Counts of bytes since construction. `read` is `delivered` + `dropped` + what is still buffered.
-    struct counts_t {
-        std::uint64_t read;
-        std::uint64_t delivered;
-        std::uint64_t dropped;
-    };
-
     explicit TraceMessageBuffer(std::mutex* _mutex);
     TraceMessageBuffer(const TraceMessageBuffer&) = delete;
     TraceMessageBuffer& operator=(const TraceMessageBuffer&) = delete;
@@ -29,16 +23,11 @@ public:
     void setDebug(bool on) { debug = on; }
 
     /// Reads once what the descriptor has, blocking as it blocks. Returns the number of bytes; 0 at the end
-    /// of the input; -1 with errno set on failure (ENOBUFS: records wait to be taken first). At an end or
-    /// failure that was reported before, it naps `napMicros` first, so that a caller who just tries again
-    /// does not take a processor; not so with `patient` false, for a caller who sees to that himself
-    /// (`atEnd`).
-    int read(bool patient = true);
+    /// of the input; -1 with errno set on failure (ENOBUFS: records wait to be taken first).
+    int read();
 
-    /// The last read met the end of the input or a failure.
+    /// The last read met the end of the input or a failure. A caller that reads in a loop pauses then.
     bool atEnd() const { return ended; }
-
-    static constexpr unsigned long napMicros = 10000;
 
     /// The next message, new and owned by the caller; null when no whole record is buffered.
     ///
@@ -50,36 +39,21 @@ public:
     /// record included. Empty when there is nothing to tell.
     std::string takeReport();
 
-    const counts_t& counts() const { return total; }
-
-    static constexpr std::size_t capacity = 4096;
+    /// Bytes since construction: read, delivered as messages, and dropped.
+    const RecordScanner::counts_t& counts() const { return scanner.counts(); }
 
 private:
-    /// What was passed over and not yet reported.
-    struct passedOver_t {
-        std::size_t bytes = 0;   ///< that belong to no sound record
-        std::size_t unknown = 0; ///< records of an unregistered kind
-        std::size_t invalid = 0; ///< records whose body is none of their kind
-        std::size_t cutOff = 0;  ///< bytes of a record that the input ended in; they stay buffered
-
-        bool any() const { return bytes + unknown + invalid + cutOff > 0; }
-        std::string text() const;
-    };
-
-    std::size_t buffered() const { return end - begin; }
-    void drop(std::size_t n);
+    record::view_t nextRecord();
     void reportPassedOver(bool mayThrow);
 
     std::mutex* mutex;
     int fd = -1;
     bool debug = false;
-    byteVec_t bytes; ///< `capacity` long from the first read on
-    std::size_t begin = 0;
-    std::size_t end = 0;
+    RecordScanner scanner;
     int lastRead = 0;
     bool justRead = false; ///< the next getNextMessage() may throw
-    bool endMet = false;   ///< the input has ended, and what is left of it is not yet looked at
-    bool ended = false;    ///< the last read met the end or an error
+    bool ended = false;    ///< the last read met the end of the input or a failure
+    bool endMet = false;   ///< the input has ended, and nothing came since
+    bool endNew = false;   ///< the same, and what is left of the input has not been looked at since
     passedOver_t passedOver;
-    counts_t total = {};
 };

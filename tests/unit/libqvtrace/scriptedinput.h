@@ -26,14 +26,6 @@ public:
 
     ScriptedInput() {
         system.read = [this](int from, void* to, std::size_t n) { return read(from, to, n); };
-        system.clock_nanosleep = [this](clockid_t clock, int flags, const timespec* time, timespec*) {
-            calls.push_back("nap of " + std::to_string(time->tv_sec) + " s " + std::to_string(time->tv_nsec) +
-                            " ns");
-            EXPECT_EQ(clock, CLOCK_MONOTONIC);
-            EXPECT_EQ(flags, 0);
-            errno = EDOM; // must not reach the caller of TraceMessageBuffer::read
-            return 0;
-        };
     }
 
     ScriptedInput& gives(const byteVec_t& bytes) {
@@ -48,7 +40,7 @@ public:
 
     bool done() const { return steps.empty(); }
 
-    /// The calls since the last question: "read" and "nap of ...".
+    /// The calls since the last question.
     std::vector<std::string> newCalls() { return std::exchange(calls, {}); }
 
     std::size_t largestRequest = 0;
@@ -128,15 +120,15 @@ public:
         while (!input.done()) {
             buffer.read();
             takeAll();
-            EXPECT_LE(buffered(), TraceMessageBuffer::capacity);
+            EXPECT_LE(buffered(), RecordScanner::CAPACITY);
         }
         return *this;
     }
 
     /// Bytes that are neither delivered nor dropped.
     std::uint64_t buffered() const {
-        const TraceMessageBuffer::counts_t& counts = buffer.counts();
-        return counts.read - counts.delivered - counts.dropped;
+        const RecordScanner::counts_t& counts = buffer.counts();
+        return counts.added - counts.taken - counts.dropped;
     }
 
     TraceMessageBuffer buffer;

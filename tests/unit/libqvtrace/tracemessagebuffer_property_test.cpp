@@ -92,8 +92,8 @@ TEST_P(TraceStreamCut, WithGarbageBetweenTheRecordsGivesTheSoundOnes) {
     reader.readAll(input);
     EXPECT_EQ(reader.messages, records);
     EXPECT_EQ(reader.buffered(), 0U);
-    EXPECT_EQ(reader.buffer.counts().read, stream.size());
-    EXPECT_EQ(reader.buffer.counts().delivered, sizeOf(records));
+    EXPECT_EQ(reader.buffer.counts().added, stream.size());
+    EXPECT_EQ(reader.buffer.counts().taken, sizeOf(records));
     EXPECT_EQ(reader.buffer.counts().dropped, stream.size() - sizeOf(records));
     EXPECT_FALSE(reader.reports.empty());
 }
@@ -171,11 +171,11 @@ TEST(TraceStream, AccountsForEveryByteAfterEveryCall) {
         input.gives(piece);
         given += piece.size();
         ASSERT_EQ(reader.buffer.read(), static_cast<int>(piece.size()));
-        ASSERT_EQ(reader.buffer.counts().read, given);
+        ASSERT_EQ(reader.buffer.counts().added, given);
         reader.messages.clear();
         reader.takeAll();
         taken += sizeOf(reader.messages);
-        ASSERT_EQ(reader.buffer.counts().delivered, taken);
+        ASSERT_EQ(reader.buffer.counts().taken, taken);
         ASSERT_LT(reader.buffered(), record::maxSize) << "more than one incomplete record stays";
     }
     input.gives(flush);

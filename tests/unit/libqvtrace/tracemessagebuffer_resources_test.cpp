@@ -23,7 +23,7 @@ TEST(TraceMessageBufferMemory, IsBoundedWhateverArrives) {
     }
     reader.readAll(input);
     EXPECT_EQ(reader.messages.size(), 0U);
-    EXPECT_LE(input.largestRequest, TraceMessageBuffer::capacity);
+    EXPECT_LE(input.largestRequest, RecordScanner::CAPACITY);
     reader.reports = {};
     reader.reports.shrink_to_fit();
     input.newCalls();

@@ -13,7 +13,7 @@
 TEST(TraceMessageBuffer, HasNoMessageBeforeAnythingIsRead) {
     Reader reader;
     EXPECT_EQ(reader.buffer.getNextMessage(), nullptr);
-    EXPECT_EQ(reader.buffer.counts().read, 0U);
+    EXPECT_EQ(reader.buffer.counts().added, 0U);
 }
 
 TEST(TraceMessageBuffer, RefusesToReadWithoutADescriptor) {
@@ -43,7 +43,7 @@ TEST(TraceMessageBuffer, DeliversRecordsThatCameTogetherOneByOneAndInOrder) {
     reader.readAll(input);
     EXPECT_EQ(reader.messages, records);
     EXPECT_EQ(reader.reports, lines_t());
-    EXPECT_EQ(reader.buffer.counts().delivered, sizeOf(records));
+    EXPECT_EQ(reader.buffer.counts().taken, sizeOf(records));
 }
 
 TEST(TraceMessageBuffer, MakesOneCallForOneRead) {
