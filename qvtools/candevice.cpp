@@ -1,6 +1,6 @@
 #include "qvtools/candevice.h"
 
-#include "libqvutil/line.h"
+#include "libqvutil/print.h"
 
 #include <algorithm>
 #include <iostream>
@@ -14,36 +14,40 @@ CanDevice::CanDevice(int _fd, bool _network, unsigned short _verbose, answer_t _
                      std::uint32_t _errnum, unsigned long _loop, bool _canFd, bool _brs, canid_t _canId,
                      std::uint8_t _channel, std::uint64_t _timegap, std::uint64_t _jitter,
                      const std::string& /*_readFileName*/, const std::string& /*_sendFileName*/)
-    : CanDevice(_fd, _network, _verbose, _answer, _pattern, _errnum, _loop, _canFd, _brs, _canId, _channel,
-                _timegap, _jitter, files_t()) {}
+    : CanDevice(settings_t{_fd, _network, _verbose, _answer, _pattern, _errnum, _loop, _canFd, _brs, _canId,
+                           _channel, _timegap, _jitter, std::string(), std::string()}) {}
 
-CanDevice::CanDevice(int _fd, bool _network, unsigned short _verbose, answer_t _answer, bool _pattern,
-                     std::uint32_t _errnum, unsigned long _loop, bool _canFd, bool _brs, canid_t _canId,
-                     std::uint8_t _channel, std::uint64_t _timegap, std::uint64_t _jitter,
-                     const files_t& _files)
-    : network(_network),
-      fd(_fd),
-      verbose(_verbose),
-      answer(_answer),
-      pattern(_pattern),
-      errnum(_errnum),
-      loop(_loop),
-      channel(_channel),
-      canFd(_canFd),
-      brs(_brs),
-      canId(_canId),
-      timegap(_timegap),
-      jitter(std::min(_jitter, _timegap)),
+CanDevice::CanDevice(const settings_t& settings)
+    : network(settings.network),
+      fd(settings.fd),
+      verbose(settings.verbose),
+      answer(settings.answer),
+      pattern(settings.pattern),
+      errnum(settings.errnum),
+      loop(settings.loop),
+      channel(settings.channel),
+      canFd(settings.canFd),
+      brs(settings.brs),
+      canId(settings.canId),
+      timegap(settings.timegap),
+      jitter(std::min(settings.jitter, settings.timegap)),
       buffer(nullptr),
-      readFileName(_files.receive),
-      sendFileName(_files.send) {
+      readFileName(settings.readFileName),
+      sendFileName(settings.sendFileName) {
     if (!network) {
         MessageBase::registerMessages();
+        // Kinds that only other tools know are delivered too, to be discarded like the older CAN kind.
+        MessageBase::invalidHandling = IMH_RETURN_INVALID_MESSAGE;
         buffer.setFD(fd);
         if (verbose > 2) {
             buffer.setDebug(true);
         }
     }
+}
+
+CanDevice* CanDevice::make(const settings_t& s) {
+    return new CanDevice(s.fd, s.network, s.verbose, s.answer, s.pattern, s.errnum, s.loop, s.canFd, s.brs,
+                         s.canId, s.channel, s.timegap, s.jitter, s.readFileName, s.sendFileName);
 }
 
 CanDevice::~CanDevice() {
@@ -79,7 +83,7 @@ void CanDevice::threadCode() {
 }
 
 void CanDevice::justRead() {
-    (Line() << "nothing to send, just reading ...").writeLine(std::cout);
+    printLine(std::cout, "nothing to send, just reading ...");
     for (;;) {
         CANExtTraceMessage* pc = nullptr;
         if (readCAN(pc) < 0) {

@@ -1,16 +1,16 @@
 #pragma once
 
+#include "libqvio/logutil.h"
 #include "libqvproc/mutex.h"
 #include "libqvproc/thread.h"
 #include "libqvtrace/canexttracemessage.h"
 #include "libqvtrace/tracemessagebuffer.h"
 #include "libqvutil/number.h"
 #include "libqvutil/options.h"
+#include "qvtools/retry.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -23,7 +23,7 @@
 /// All times are in µs. I/O functions return 0, or -1 after the reason has been printed.
 ///
 /// Implementation by subject: candevice.cpp (object and dispatch), candevice_commandline.cpp,
-/// candevice_descriptor.cpp, candevice_frameio.cpp, and a file for each traffic mode.
+/// candevice_frameio.cpp, and a file for each traffic mode.
 class CanDevice : public Thread {
 public:
     enum answer_t { A_NO = 0, A_YES = 1 };
@@ -58,7 +58,7 @@ public:
     /// Starts every device's thread, in order. Reports nothing.
     static void start(const devices_t& _devices);
 
-    /// Waits for every device's thread: for ever, when a mode never ends.
+    /// Waits for every device's thread; never returns when a mode does not end.
     static void join(const devices_t& _devices);
 
     /// Takes over `_fd` (negative: none), which all devices of a run share. A `_jitter` above `_timegap` is
@@ -83,25 +83,35 @@ public:
 private:
     typedef std::multiset<unsigned int> canids_t;
 
-    /// The way for the tests to the dormant modes and to single steps (tests/fakes/candevicedoor.h).
-    friend struct CanDeviceDoor;
+    friend struct CanDeviceTestAccess;
     friend struct CommandLine;
 
-    /// The names of the dormant modes' files.
-    struct files_t {
-        std::string receive;
-        std::string send;
+    /// What a device is made of: the public constructor's parameters, with the command line's defaults.
+    struct settings_t {
+        int fd = -1;
+        bool network = true;
+        unsigned short verbose = 0;
+        answer_t answer = A_NO;
+        bool pattern = false;
+        std::uint32_t errnum = 0;
+        unsigned long loop = LOOP_FILE_DEFAULT;
+        bool canFd = false;
+        bool brs = false;
+        canid_t canId = CANID_SEND;
+        std::uint8_t channel = CAN_CHANNEL;
+        std::uint64_t timegap = 0;
+        std::uint64_t jitter = 0;
+        std::string readFileName;
+        std::string sendFileName;
     };
 
-    /// As the public constructor, but with the files' names stored.
-    CanDevice(int _fd, bool _network, unsigned short _verbose, answer_t _answer, bool _pattern,
-              std::uint32_t _errnum, unsigned long _loop, bool _canFd, bool _brs, canid_t _canId,
-              std::uint8_t _channel, std::uint64_t _timegap, std::uint64_t _jitter, const files_t& _files);
+    /// As the public constructor, but with the file names stored.
+    explicit CanDevice(const settings_t& settings);
 
-    // Command line.
+    /// A device by the public constructor. The caller owns it.
+    static CanDevice* make(const settings_t& settings);
+
     static void usage(const char* _prog, const Options& options);
-    static int openNetwork(const char* devname, bool canFd);
-    static int openFile(const char* devname, int openFlags);
 
     /// Sleeps once for the gap, spread by the jitter.
     void delay();
@@ -118,15 +128,8 @@ private:
     /// has taken the frame since, it does not block but returns 0 with `pcm` null, and prints nothing.
     int readIfReadable(CANExtTraceMessage*& pcm);
 
-    enum reading_t { BLOCKING, IF_READABLE };
-    int readFrame(CANExtTraceMessage*& pcm);
-    int readRecord(CANExtTraceMessage*& pcm, reading_t how);
-    std::unique_ptr<MessageBase> nextRecord(reading_t how);
-    std::optional<int> fillBuffer(reading_t how);
-
     /// Writes one frame in one system call, under `mutex`.
-    int sendCAN(const CANExtTraceMessage& cm);
-    int writeWhole(const void* bytes, std::size_t n);
+    int sendCAN(const CANExtTraceMessage& cm) QV_EXCLUDES(mutex, LogUtil::logMutex);
 
     /// Plays the file onto the bus. 0 when the passes are done, -1 when it cannot be opened.
     int sendFile();
@@ -137,21 +140,20 @@ private:
     /// Sends the counter pattern `loop` times (0: without end), then 0; -1 when waiting fails.
     int sendPattern();
 
-    /// Error injection: which frame is next to be corrupted, and where.
-    struct injection_t {
-        std::uint32_t errcnt = 0; ///< frames since the last injected error
-        std::size_t erri = 0;     ///< payload index of the next one
-    };
-
-    void discardFrame(std::uint64_t to);
-    void sendWithErrors(injection_t& injection);
+    /// Reads a frame that the pattern sender has no use for. Nothing where the last read failed a moment ago.
+    void discardFrame();
 
     /// Turns a received message into its answer: the identifier complemented within its width, and the
     /// payload bytes below the length code inverted.
     static void modify(CANExtTraceMessage& cm, answer_t a);
 
+    /// Runs the mode that the settings ask for.
     void threadCode() override;
+
+    /// Stores the payload of each frame that arrives; returns only when the file cannot be opened.
     void receiveFile();
+
+    /// Reads and drops what arrives.
     [[noreturn]] void justRead();
 
     const bool network;
@@ -171,4 +173,5 @@ private:
     const std::string readFileName;
     const std::string sendFileName;
     CANExtTraceMessage patternMsg;
+    Retry retry; ///< of reads from `fd`
 };

@@ -1,7 +1,7 @@
 // CanDevice: answer mode.
 
 #include "libqvio/logutil.h"
-#include "libqvutil/line.h"
+#include "libqvutil/print.h"
 #include "qvtools/candevice.h"
 
 #include <iostream>
@@ -12,8 +12,7 @@ void CanDevice::modify(CANExtTraceMessage& cm, answer_t a) {
         return;
     }
     cm.setCanId(~cm.getCanId());
-    // Up to the length code, not the byte count: of 64 bytes only 0 to 14 are inverted. Intended: the other
-    // node relies on it.
+    // Up to the length code, not the byte count: of 64 bytes only 0 to 14 are inverted. Intended.
     std::uint8_t* const data = cm.getDataBytes();
     for (std::uint8_t i = 0; i < cm.getDlc(); ++i) {
         data[i] = static_cast<std::uint8_t>(~data[i]);
@@ -31,7 +30,7 @@ int CanDevice::sendAnswers() {
             continue;
         }
         if (verbose >= 2) {
-            (Line() << "rcvd " << *pc).writeLine(std::cout); // bare and without the log lock: intended
+            printLine(std::cout, "rcvd ", *pc); // bare and without the log lock: intended
         }
         if (pc->getType() == CF_TXMESSAGE) {
             if (verbose >= 2) {

@@ -1,16 +1,16 @@
 // CanDevice: the option table, the usage text, and devices from a command line.
 
+#include "libqvio/descriptor.h"
 #include "libqvio/logutil.h"
-#include "libqvutil/line.h"
 #include "libqvutil/makestring.h"
+#include "libqvutil/print.h"
 #include "libqvutil/utility.h"
 #include "qvtools/candevice.h"
 #include "qvtools/commandline.h"
+#include "qvtools/opendevice.h"
 
 #include <clocale>
 #include <iostream>
-
-#include <unistd.h>
 
 // The help texts are the tools' user interface and stay as they are: the lone parenthesis at --brs, the
 // line break at the end of --error and the jitter's "default=0." are intended.
@@ -53,17 +53,14 @@ Options CanDevice::canAppOptions() {
 }
 
 void CanDevice::usage(const char* _prog, const Options& options) {
-    (Line() << "usage: " << _prog << " <options>\n\n"
-            << "where options are\n\n"
-            << options.toString() << "\n")
-        .write(std::cout);
+    printLine(std::cout, "usage: ", _prog, " <options>\n\nwhere options are\n\n", options.toString());
 }
 
 CanDevice::devices_t CanDevice::parse(int _argc, char** _argv, const char* _defdevice, bool _network) {
     devices_t devices;
     prog = progname(_argv[0]);
     Options options = canAppOptions();
-    // Where it is not installed the tools write the same text: nothing here depends on it.
+    // The output does not depend on the locale, so a missing en_US.UTF-8 is harmless.
     setlocale(LC_ALL, "en_US.UTF-8");
     options.update();
 
@@ -71,41 +68,33 @@ CanDevice::devices_t CanDevice::parse(int _argc, char** _argv, const char* _defd
     switch (line.read(options, _argc, _argv)) {
     case CommandLine::HELP: usage(prog, options); return devices;
     case CommandLine::UNKNOWN:
-        (Line() << "[ERROR] Unknown option '" << line.offender << "'").writeLine(std::cerr);
+        LogUtil::plainErrorLine("Unknown option '", line.badArgument, "'");
         return devices;
     case CommandLine::RUN: break;
     }
     line.derive();
-    if (line.verbose >= 2) {
-        Line text;
-        text << "timegapUnit=" << line.timegapUnit.val << "*10^" << line.timegapUnit.exp
-             << " (prefix=" << line.timegapUnit.prefix << ") timegap=" << line.timegap << "µs";
-        LogUtil::debugLine("parse", text.str());
+    settings_t& settings = line.settings;
+    if (settings.verbose >= 2) {
+        LogUtil::debugLine("parse", "timegapUnit=", line.timegapUnit.val, "*10^", line.timegapUnit.exp,
+                           " (prefix=", line.timegapUnit.prefix, ") timegap=", settings.timegap, "µs");
     }
     if (line.canids.empty()) {
         line.canids.insert(CANID_SEND);
     }
     devices.reserve(line.canids.size());
 
-    const int fd = _network ? openNetwork(line.devname, line.canFd) : openFile(line.devname, line.openFlags);
-    if (fd < 0) {
+    Descriptor descriptor(_network ? openInterface(line.devname, settings.canFd)
+                                   : openDeviceFile(line.devname, line.openFlags));
+    if (!descriptor.isOpen()) {
         return devices;
     }
-    bool owned = false; // a device that has been constructed closes the descriptor, whatever comes
-    try {
-        for (const canid_t canId : line.canids) {
-            auto* const device =
-                new CanDevice(fd, _network, line.verbose, line.answer, line.pattern, line.errnum, line.loop,
-                              line.canFd, line.brs, canId, line.channel, line.timegap, line.jitter,
-                              line.readFileName, line.sendFileName);
-            owned = true;
-            devices.emplace_back(device);
-        }
-    } catch (...) {
-        if (!owned) {
-            close(fd);
-        }
-        throw;
+    settings.fd = descriptor.get();
+    settings.network = _network;
+    for (const canid_t canId : line.canids) {
+        settings.canId = canId;
+        CanDevice* const device = make(settings);
+        descriptor.release(); // the first device already closes it, whatever comes
+        devices.emplace_back(device);
     }
     return devices;
 }

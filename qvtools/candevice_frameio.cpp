@@ -1,6 +1,6 @@
 // CanDevice: single frames between the descriptor and messages.
 //
-// Two traps of SocketCAN stand behind the texts printed here. A full transmit queue gives ENOBUFS although
+// Two traps of SocketCAN explain the texts printed here. A full transmit queue gives ENOBUFS although
 // the socket polled writable, and the frame is gone: `ip link set IF txqueuelen 1000`. And this side takes FD
 // frames only: a classic frame arrives as 16 bytes and is reported as incomplete.
 
@@ -8,7 +8,7 @@
 #include "libqvio/logutil.h"
 #include "libqvutil/exception.h"
 #include "libqvutil/hexdump.h"
-#include "libqvutil/line.h"
+#include "libqvutil/print.h"
 #include "libqvutil/utility.h"
 #include "qvtools/candevice.h"
 
@@ -16,36 +16,21 @@
 #include <iostream>
 #include <memory>
 
+#include <sys/socket.h>
 #include <unistd.h>
 
 namespace {
 
-// Bare lines on standard error: no prefix, no log lock. They may be written while the class mutex is held.
-int failed(const char* what, int errnum) {
-    (Line() << what << ": " << errorText(errnum)).writeLine(std::cerr);
-    return -1;
-}
-
+// Bare, as all lines about reading and writing here: no prefix, no log lock.
 int incomplete(const char* text) {
-    (Line() << text).writeLine(std::cerr);
+    printLine(std::cerr, text);
     return -1;
 }
 
-/// Not inlined: a quiet device should not pay for it with each frame.
-[[gnu::noinline]] void dump(const void* bytes, std::size_t n) {
-    const auto* const first = static_cast<const unsigned char*>(bytes);
-    hexdump(std::cout, first, first + n, "raw", 16, HEXDUMP_PREFIX_NONE, true);
-}
-
-void debugMessage(const char* function, const char* prefix, const MessageBase& message) {
-    Line text;
-    message.print((text << prefix).stream());
-    LogUtil::debugLine(function, text.str());
-}
-
-/// A turn for all devices that read only what is there. One frame makes their shared descriptor readable for
-/// all of their waits; who comes second would sit in a blocking read until another frame arrives, and send
-/// nothing meanwhile. Never held together with another lock, nor while something is sent.
+/// Serialises the look and the read of devices that must not block on a device file: one record makes the
+/// shared descriptor readable for all of them, and the second reader would otherwise block and stop sending.
+/// Never held together with another lock, nor while something is sent or printed. A socket needs no turn:
+/// recv() can be asked not to block.
 Mutex readTurn;
 
 bool isReadable(int fd) {
@@ -54,28 +39,42 @@ bool isReadable(int fd) {
     return qvselect(&rfds, nullptr, nullptr, &atOnce, nullptr) > 0;
 }
 
-} // namespace
+/// Reads one frame for a device: in one system call from a socket, out of `buffer` from a device file. With
+/// `blocking` false it takes only what is there: 0 with `pcm` null where another device was faster.
+struct FrameReader {
+    const bool network;
+    const int fd;
+    const unsigned short verbose;
+    TraceMessageBuffer& buffer;
+    Retry& retry;
+    const bool blocking;
 
-int CanDevice::readCAN(CANExtTraceMessage*& pcm) {
-    return network ? readFrame(pcm) : readRecord(pcm, BLOCKING);
-}
-
-int CanDevice::readIfReadable(CANExtTraceMessage*& pcm) {
-    if (!network) {
-        return readRecord(pcm, IF_READABLE);
+    int readOne(CANExtTraceMessage*& pcm) {
+        pcm = nullptr;
+        return network ? readFrame(pcm) : readRecord(pcm);
     }
-    pcm = nullptr;
-    const MutexLocker turn(readTurn);
-    return isReadable(fd) ? readCAN(pcm) : 0;
-}
 
-int CanDevice::readFrame(CANExtTraceMessage*& pcm) {
-    pcm = nullptr;
-    canfd_frame frame; // read() fills it, and only a whole frame is looked at
-    const auto nbytes = static_cast<std::size_t>(read(fd, &frame, CANFD_MTU));
+private:
+    int readFrame(CANExtTraceMessage*& pcm);
+    int readRecord(CANExtTraceMessage*& pcm);
+    std::unique_ptr<MessageBase> nextRecord();
+    bool fillBuffer();
+};
+
+int FrameReader::readFrame(CANExtTraceMessage*& pcm) {
+    if (blocking) {
+        retry.wait();
+    }
+    canfd_frame frame; // only a whole frame is looked at
+    const auto nbytes = static_cast<std::size_t>(blocking ? read(fd, &frame, CANFD_MTU)
+                                                          : recv(fd, &frame, CANFD_MTU, MSG_DONTWAIT));
     if (nbytes == static_cast<std::size_t>(-1)) {
-        const int savedErrno = errno;
-        return failed("read error", savedErrno);
+        if (!blocking && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            return 0;
+        }
+        printErrno(errno, "read error");
+        retry.failed();
+        return -1;
     }
     if (nbytes < CANFD_MTU) { // a classic frame, too: intended
         return incomplete("read: incomplete CAN frame");
@@ -88,30 +87,38 @@ int CanDevice::readFrame(CANExtTraceMessage*& pcm) {
     return 0;
 }
 
-std::optional<int> CanDevice::fillBuffer(reading_t how) {
-    if (how == BLOCKING) {
-        return buffer.read();
+/// False when there was nothing to read.
+bool FrameReader::fillBuffer() {
+    int result = 0;
+    if (blocking) {
+        retry.wait();
+        result = buffer.read();
+    } else {
+        const MutexLocker turn(readTurn);
+        if (!isReadable(fd)) {
+            return false;
+        }
+        result = buffer.read();
     }
-    const MutexLocker turn(readTurn);
-    return isReadable(fd) ? std::optional<int>(buffer.read(false)) : std::nullopt;
+    if (result == -1) {
+        LogUtil::errorLine("readCAN", "buffer read", errno);
+    }
+    if (buffer.atEnd()) {
+        retry.failed();
+    }
+    return true;
 }
 
-std::unique_ptr<MessageBase> CanDevice::nextRecord(reading_t how) {
+/// The next record of any kind, or null.
+std::unique_ptr<MessageBase> FrameReader::nextRecord() {
     std::unique_ptr<MessageBase> pmsg(buffer.getNextMessage());
-    if (pmsg) {
+    if (pmsg || !fillBuffer()) {
         return pmsg;
-    }
-    const std::optional<int> filled = fillBuffer(how);
-    if (!filled) {
-        return nullptr;
-    }
-    if (*filled == -1) {
-        LogUtil::errorLine("readCAN", "buffer read", errno);
     }
     try {
         pmsg.reset(buffer.getNextMessage());
     } catch (const QVException& exception) {
-        (Line() << exception).writeLine(std::cerr);
+        printLine(std::cerr, exception);
     }
     if (!pmsg && verbose >= 2) {
         LogUtil::debugLine("readCAN", "incomplete buffer read");
@@ -119,9 +126,8 @@ std::unique_ptr<MessageBase> CanDevice::nextRecord(reading_t how) {
     return pmsg;
 }
 
-int CanDevice::readRecord(CANExtTraceMessage*& pcm, reading_t how) {
-    pcm = nullptr;
-    std::unique_ptr<MessageBase> pmsg = nextRecord(how);
+int FrameReader::readRecord(CANExtTraceMessage*& pcm) {
+    std::unique_ptr<MessageBase> pmsg = nextRecord();
     if (!pmsg) {
         return 0;
     }
@@ -129,46 +135,57 @@ int CanDevice::readRecord(CANExtTraceMessage*& pcm, reading_t how) {
         pmsg->getMessageId() == MSGID_CAN_EXT ? dynamic_cast<CANExtTraceMessage*>(pmsg.get()) : nullptr;
     if (message == nullptr) {
         if (verbose >= 3) {
-            debugMessage("readCAN", "discard: ", *pmsg);
+            LogUtil::debugLine("readCAN", "discard: ", *pmsg);
         }
         return 0;
     }
     if (verbose >= 2) {
         // The time of the call, not of the message.
-        const std::string prefix = "t=" + MessageBase::printTimestamp(getMicroSecondsOfDay()) + ": return: ";
-        debugMessage("readCAN", prefix.c_str(), *message);
+        const std::string time = MessageBase::printTimestamp(getMicroSecondsOfDay());
+        LogUtil::debugLine("readCAN", "t=", time, ": return: ", *message);
     }
     pcm = message;
     static_cast<void>(pmsg.release());
     return 0;
 }
 
-int CanDevice::sendCAN(const CANExtTraceMessage& cm) {
-    if (verbose >= 2) {
-        debugMessage("sendCAN", "send: ", cm);
+/// Writes a frame or record in one system call.
+int writeWhole(int fd, const void* bytes, std::size_t n, bool verbosely) {
+    if (verbosely) {
+        const auto* const first = static_cast<const unsigned char*>(bytes);
+        hexdump(std::cout, first, first + n, "raw", 16, HEXDUMP_PREFIX_NONE, true);
     }
-    if (network) {
-        canfd_frame frame = cm.getCanFdFrame();
-        frame.flags = brs ? CANFD_BRS : 0; // whatever the message has, and whether or not FD is on: intended
-        return writeWhole(&frame, canFd ? CANFD_MTU : CAN_MTU);
-    }
-    byteVec_t record;
-    const std::size_t n = cm.createByteArray(record, true, true);
-    return writeWhole(record.data(), n);
-}
-
-int CanDevice::writeWhole(const void* bytes, std::size_t n) {
-    if (verbose >= 2) {
-        dump(bytes, n);
-    }
-    const MutexLocker locker(mutex);
+    const MutexLocker locker(CanDevice::mutex);
     const ssize_t nbytes = write(fd, bytes, n);
     if (nbytes < 0) {
-        const int savedErrno = errno;
-        return failed("write error", savedErrno);
+        return printErrno(errno, "write error");
     }
     if (static_cast<std::size_t>(nbytes) < n) { // not tried again, half a frame is none: intended
         return incomplete("write: incomplete CAN frame");
     }
     return 0;
+}
+
+} // namespace
+
+int CanDevice::readCAN(CANExtTraceMessage*& pcm) {
+    return FrameReader{network, fd, verbose, buffer, retry, true}.readOne(pcm);
+}
+
+int CanDevice::readIfReadable(CANExtTraceMessage*& pcm) {
+    return FrameReader{network, fd, verbose, buffer, retry, false}.readOne(pcm);
+}
+
+int CanDevice::sendCAN(const CANExtTraceMessage& cm) {
+    if (verbose >= 2) {
+        LogUtil::debugLine("sendCAN", "send: ", cm);
+    }
+    if (network) {
+        canfd_frame frame = cm.getCanFdFrame();
+        frame.flags = brs ? CANFD_BRS : 0; // whatever the message has, and whether or not FD is on: intended
+        return writeWhole(fd, &frame, canFd ? CANFD_MTU : CAN_MTU, verbose >= 2);
+    }
+    byteVec_t record;
+    const std::size_t n = cm.createByteArray(record, true, true);
+    return writeWhole(fd, record.data(), n, verbose >= 2);
 }

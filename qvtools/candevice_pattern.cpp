@@ -6,7 +6,6 @@
 
 #include "libqvio/fileutils.h"
 #include "libqvio/logutil.h"
-#include "libqvutil/line.h"
 #include "libqvutil/random.h"
 #include "libqvutil/utility.h"
 #include "qvtools/candevice.h"
@@ -20,11 +19,13 @@ namespace {
 
 constexpr std::uint64_t noTimeout = std::numeric_limits<std::uint64_t>::max();
 
-std::string shown(const FdSet& set) {
-    Line text;
-    text << "[n=" << set.n << ": " << static_cast<const fd_set&>(set) << "]";
-    return text.str();
-}
+/// A set as the debug lines show it.
+struct shown_t {
+    const FdSet& set;
+    friend std::ostream& operator<<(std::ostream& out, const shown_t& shown) {
+        return out << "[n=" << shown.set.n << ": " << static_cast<const fd_set&>(shown.set) << ']';
+    }
+};
 
 int wait(FdSet& rfds, FdSet& wfds, std::uint64_t to) {
     if (to == noTimeout) {
@@ -35,18 +36,67 @@ int wait(FdSet& rfds, FdSet& wfds, std::uint64_t to) {
     return qvselect(&rfds, &wfds, nullptr, &timeout, nullptr);
 }
 
-int waitAloud(FdSet& rfds, FdSet& wfds, std::uint64_t to) {
-    Line before;
-    before << "select(" << shown(rfds) << "," << shown(wfds) << ",..," << to << ")";
-    LogUtil::debugLine("sendPattern", before.str());
+int waitVerbosely(FdSet& rfds, FdSet& wfds, std::uint64_t to) {
+    LogUtil::debugLine("sendPattern", "select(", shown_t{rfds}, ",", shown_t{wfds}, ",..,", to, ")");
     const int ret = wait(rfds, wfds, to);
     const int savedErrno = errno;
-    Line after;
-    after << "after select: ret=" << ret << " rfds=" << shown(rfds) << " wfds=" << shown(wfds);
-    LogUtil::debugLine("sendPattern", after.str());
+    LogUtil::debugLine("sendPattern", "after select: ret=", ret, " rfds=", shown_t{rfds},
+                       " wfds=", shown_t{wfds});
     errno = savedErrno;
     return ret;
 }
+
+/// An input that has ended or fails stays readable, and the main wait returns at once: waits without it until
+/// it is to be read again. No frame is late by that: the wait ends when the next one is due, or when one that
+/// is due can be written.
+void waitForRetry(const Retry& retry, int fd, std::uint64_t next) {
+    const std::uint64_t rest = retry.remaining();
+    if (rest == 0) {
+        return;
+    }
+    const std::uint64_t now = getMicroSecondsOfDay();
+    FdSet rfds;
+    FdSet wfds;
+    if (now >= next) {
+        wfds.set(fd);
+    }
+    wait(rfds, wfds, now < next ? std::min(rest, next - now) : rest);
+}
+
+/// Inverts a byte of every `errnum`-th message, the next byte each time.
+class ErrorInjector {
+public:
+    ErrorInjector(std::uint32_t _errnum, unsigned short _verbose) : errnum(_errnum), verbose(_verbose) {}
+
+    /// A copy of `message` as it is to be sent.
+    CANExtTraceMessage pass(const CANExtTraceMessage& message) {
+        CANExtTraceMessage errmsg(message);
+        if (++errcnt >= errnum) {
+            inject(errmsg);
+            errcnt = 0;
+        }
+        return errmsg;
+    }
+
+private:
+    void inject(CANExtTraceMessage& errmsg) {
+        // Walks by the length code, not the byte count: of 64 bytes only 0 to 14 are ever hit. Intended.
+        if (erri >= errmsg.getDlc()) {
+            erri = 0;
+        }
+        std::uint8_t& byte = errmsg.getDataBytes()[erri];
+        byte = static_cast<std::uint8_t>(~byte);
+        if (verbose >= 2) {
+            LogUtil::debugLine("sendPattern", "injected error at payload[", erri, "]");
+        }
+        ++erri;
+    }
+
+    const std::uint32_t errnum;
+    const unsigned short verbose;
+    std::uint32_t errcnt = 0; ///< frames since the last injected error
+    std::size_t erri = 0;     ///< payload index of the next one
+};
 
 } // namespace
 
@@ -56,20 +106,23 @@ std::uint64_t CanDevice::nextGap() const {
 
 int CanDevice::sendPattern() {
     patternMsg.resetPattern(canId, canFd);
-    injection_t injection;
+    ErrorInjector injector(errnum, verbose);
     unsigned long n = 0;
     std::uint64_t next = getMicroSecondsOfDay();
+    std::uint64_t now = next;
     while (loop == 0 || n < loop) {
         FdSet rfds(fd);
         FdSet wfds;
         std::uint64_t to = noTimeout;
-        const std::uint64_t now = getMicroSecondsOfDay();
+        if (now < next) { // what was due is due: the clock never steps back
+            now = getMicroSecondsOfDay();
+        }
         if (now < next) {
             to = next - now;
         } else {
             wfds.set(fd);
         }
-        const int ret = verbose >= 2 ? waitAloud(rfds, wfds, to) : wait(rfds, wfds, to);
+        const int ret = verbose >= 2 ? waitVerbosely(rfds, wfds, to) : wait(rfds, wfds, to);
         if (ret == -1) {
             LogUtil::errorLine("sendPattern", "select", errno);
             return -1;
@@ -78,19 +131,19 @@ int CanDevice::sendPattern() {
             continue;
         }
         if (rfds.isSet(fd)) {
-            discardFrame(to);
+            discardFrame();
         }
         if (!wfds.isSet(fd)) {
+            waitForRetry(retry, fd, next);
             continue;
         }
         patternMsg.setTimeStamp(getMicroSecondsOfDay());
-        if (errnum == 0) {
-            sendCAN(patternMsg); // a frame that could not be written still counts
-        } else {
-            sendWithErrors(injection);
+        // A frame that could not be written still counts.
+        if ((errnum == 0 ? sendCAN(patternMsg) : sendCAN(injector.pass(patternMsg))) != 0) {
+            retry.wait(); // after a hang-up neither reading nor writing blocks
         }
         if (verbose >= 2) {
-            LogUtil::debugLine("sendPattern", "msg counter: " + std::to_string(n));
+            LogUtil::debugLine("sendPattern", "msg counter: ", n);
         }
         next += nextGap();
         patternMsg.mutatePattern();
@@ -99,38 +152,14 @@ int CanDevice::sendPattern() {
     return 0;
 }
 
-void CanDevice::discardFrame(std::uint64_t to) {
+void CanDevice::discardFrame() {
+    if (retry.remaining() > 0) {
+        return;
+    }
     CANExtTraceMessage* pcm = nullptr;
     readIfReadable(pcm);
     const std::unique_ptr<CANExtTraceMessage> owner(pcm);
     if (pcm != nullptr && verbose >= 2) {
-        Line text;
-        pcm->print((text << "discard: ").stream());
-        LogUtil::debugLine("sendPattern", text.str());
+        LogUtil::debugLine("sendPattern", "discard: ", *pcm);
     }
-    if (buffer.atEnd() && to != noTimeout) {
-        // A device file whose input has ended stays readable: without a pause the wait for the next frame
-        // would take a processor.
-        microsleep(static_cast<unsigned long>(std::min<std::uint64_t>(to, TraceMessageBuffer::napMicros)),
-                   false);
-    }
-}
-
-void CanDevice::sendWithErrors(injection_t& injection) {
-    CANExtTraceMessage errmsg(patternMsg);
-    if (++injection.errcnt >= errnum) {
-        // Walks by the length code, not the byte count: of 64 bytes only 0 to 14 are ever hit. Intended.
-        if (injection.erri >= errmsg.getDlc()) {
-            injection.erri = 0;
-        }
-        std::uint8_t& byte = errmsg.getDataBytes()[injection.erri];
-        byte = static_cast<std::uint8_t>(~byte);
-        if (verbose >= 2) {
-            LogUtil::debugLine("sendPattern",
-                               "injected error at payload[" + std::to_string(injection.erri) + "]");
-        }
-        ++injection.erri;
-        injection.errcnt = 0;
-    }
-    sendCAN(errmsg);
 }

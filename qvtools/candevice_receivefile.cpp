@@ -1,7 +1,6 @@
 // CanDevice: receive to file. Dormant: devices made from a command line never have a file name for it.
 
-#include "libqvutil/line.h"
-#include "libqvutil/utility.h"
+#include "libqvutil/print.h"
 #include "qvtools/candevice.h"
 
 #include <cerrno>
@@ -12,8 +11,7 @@
 void CanDevice::receiveFile() {
     std::ofstream f(readFileName, std::ios::out | std::ios::trunc);
     if (!f) {
-        const int savedErrno = errno;
-        (Line() << "Cannot open " << readFileName << ": " << errorText(savedErrno)).writeLine(std::cerr);
+        printErrno(errno, "Cannot open ", readFileName);
         return;
     }
     unsigned long long count = 0;
@@ -24,13 +22,13 @@ void CanDevice::receiveFile() {
         }
         const std::unique_ptr<CANExtTraceMessage> owner(pc);
         if (verbose != 0) {
-            (Line() << "Msg counter: " << ++count << "\r").write(std::cout);
+            print(std::cout, "Msg counter: ", ++count, "\r");
         }
         if (pc == nullptr) {
             continue;
         }
         const canfd_frame frame = pc->getCanFdFrame();
-        // No flush per frame: bytes reach the file as the stream's buffer fills. Intended, for slow flash.
+        // No flush per frame: bytes reach the file as the stream's buffer fills. Intended.
         f.write(reinterpret_cast<const char*>(frame.data), frame.len);
     }
 }
