@@ -1,12 +1,13 @@
 // qvbus: a bus in user space, on which qvcandev nodes meet without any CAN in the kernel.
 
+#include "libqvio/descriptor.h"
+#include "libqvio/standardstreams.h"
 #include "libqvutil/exception.h"
-#include "libqvutil/line.h"
 #include "libqvutil/number.h"
 #include "libqvutil/options.h"
+#include "libqvutil/print.h"
 #include "libqvutil/utility.h"
-#include "qvtools/standardstreams.h"
-#include "qvtools/userbus.h"
+#include "qvbus/userbus.h"
 
 #include <cerrno>
 #include <csignal>
@@ -41,27 +42,33 @@ Options makeOptions() {
 }
 
 void usage(const char* prog, const Options& options) {
-    (Line() << "usage: " << prog << " <options>\n\n"
-            << "A bus in user space: makes pseudo-terminals and hands each trace record that one\n"
-            << "node writes to all others, until SIGINT or SIGTERM; then prints counts per node.\n\n"
-            << "where options are\n\n"
-            << options.toString() << "\nexample\n\n"
-            << "  qvbus -n 2 -l /tmp/node &\n"
-            << "  qvcandev -d /tmp/node1 -a &\n"
-            << "  qvcandev -d /tmp/node0 -p -l 10 -vv\n")
-        .write(std::cout);
+    print(std::cout, "usage: ", prog,
+          " <options>\n\n"
+          "A bus in user space: makes pseudo-terminals and hands each trace record that one\n"
+          "node writes to all others, until SIGINT or SIGTERM; then prints counts per node.\n\n"
+          "where options are\n\n",
+          options.toString(),
+          "\nexample\n\n"
+          "  qvbus -n 2 -l /tmp/node &\n"
+          "  qvcandev -d /tmp/node1 -a &\n"
+          "  qvcandev -d /tmp/node0 -p -l 10 -vv\n");
 }
 
 int refuse(const char* what, const char* value) {
-    Line text;
-    text << what << " '" << value << "'";
-    return reportError(text.str().c_str());
+    return reportError((std::string(what) + " '" + value + "'").c_str());
+}
+
+/// The number in `text`; 0 when something follows it.
+std::uint32_t nodesOf(const char* text) {
+    char* end = nullptr;
+    static_cast<void>(std::strtoul(text, &end, 0));
+    return *end == '\0' ? targetStrtoul(text) : 0;
 }
 
 /// Fills `settings`. Returns false when the run ends here, with `status`.
 bool readOptions(int argc, char** argv, settings_t& settings, int& status) {
     Options options = makeOptions();
-    options.update();
+    Options::restart();
     status = EXIT_FAILURE;
     int letter;
     while ((letter = options.get(argc, argv)) != -1) {
@@ -73,7 +80,7 @@ bool readOptions(int argc, char** argv, settings_t& settings, int& status) {
         case 'v': settings.verbose = true; break;
         case 'l': settings.prefix = optarg; break;
         case 'n':
-            settings.nodes = targetStrtoul(optarg);
+            settings.nodes = nodesOf(optarg);
             if (settings.nodes < minNodes || settings.nodes > maxNodes) {
                 refuse("The number of nodes is 2 to 64, not", optarg);
                 return false;
@@ -89,21 +96,19 @@ bool readOptions(int argc, char** argv, settings_t& settings, int& status) {
     return true;
 }
 
-/// A descriptor that is readable once a signal asks the bus to end. The waits go on over signals that are not
-/// blocked.
-int stopDescriptor() {
+/// A descriptor that is readable once a signal asks the bus to end.
+Descriptor stopDescriptor() {
     sigset_t signals;
     sigemptyset(&signals);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         sigaddset(&signals, signal);
     }
     sigprocmask(SIG_BLOCK, &signals, nullptr);
-    const int fd = signalfd(-1, &signals, SFD_CLOEXEC);
-    if (fd == -1) {
-        const int savedErrno = errno;
-        throw QVException(std::string("signalfd: ") + errorText(savedErrno));
+    Descriptor stop(signalfd(-1, &signals, SFD_CLOEXEC));
+    if (!stop.isOpen()) {
+        throw QVException(std::string("signalfd: ") + errorText(errno));
     }
-    return fd;
+    return stop;
 }
 
 int run(int argc, char** argv) {
@@ -114,15 +119,9 @@ int run(int argc, char** argv) {
     }
     // A reader of our output that has gone must not end the bus before its names are removed.
     std::signal(SIGPIPE, SIG_IGN);
-    const int stopFd = stopDescriptor();
+    const Descriptor stop = stopDescriptor();
     UserBus bus(settings.prefix, settings.nodes, settings.verbose);
-    (Line() << settings.nodes << " nodes: " << settings.prefix << "0 to " << settings.prefix
-            << settings.nodes - 1)
-        .writeLine(std::cout);
-    status = bus.run(stopFd) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
-    bus.printCounts();
-    close(stopFd);
-    return status;
+    return bus.run(stop.get()) ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 } // namespace
