@@ -1,0 +1,118 @@
+#pragma once
+
+#include "libqvcheck/streamtable.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+/// Where a damaged frame belongs.
+template<typename Limits>
+struct place_t {
+    Stream<Limits>* stream = nullptr; ///< null: nowhere
+    std::uint32_t counter = 0;
+    unsigned distance = 0;  ///< places that differ
+    bool arrived = false;   ///< the frame is not the first with this counter
+    std::uint32_t away = 0; ///< from the next counter
+
+    bool betterThan(const place_t& other) const {
+        if (other.stream == nullptr || distance != other.distance) {
+            return other.stream == nullptr || distance < other.distance;
+        }
+        return arrived != other.arrived ? other.arrived : away < other.away;
+    }
+};
+
+/// Finds the frame that a damaged one was before. The frame tells its counter three times: by the identifier,
+/// by the counter bytes and by the run. Two of them have to agree; of all streams' frames for which they do,
+/// the one with the fewest differences is it.
+template<typename Limits>
+class Placing {
+public:
+    using stream_t = Stream<Limits>;
+
+    /// `late`: others came since, so a frame that is still to come is hardly it.
+    Placing(const Reading& _reading, const streamKey_t& _key, bool _late)
+        : reading(_reading),
+          key(_key),
+          late(_late) {
+        const unsigned quarter = reading.length() / 4U;
+        most = quarter > 2 ? quarter : 2;
+    }
+
+    /// Tries one stream. A stream of another length only lends its missing frames.
+    void consider(stream_t& s) {
+        if (s.key.interface != key.interface || s.key.role != key.role) {
+            return;
+        }
+        if (s.key.length != key.length) {
+            considerShortened(s);
+            return;
+        }
+        const std::uint32_t byIdentifier = s.nearest(reading.identifier(), s.idValues());
+        consider(s, s.window.next());
+        consider(s, reading.counter());
+        consider(s, byIdentifier);
+        if (reading.identifier() == 1) { // the frame before has it, too
+            consider(s, s.nearest(0, s.idValues()));
+        }
+        consider(s, s.nearest(static_cast<std::uint8_t>(reading.run() + s.key.tag), 256));
+    }
+
+    const place_t<Limits>& best() const { return found; }
+
+private:
+    void consider(stream_t& s, std::uint32_t counter) {
+        if (s.reaches(counter) && witnesses(s, counter) >= 2) {
+            take(s, counter, reading.distance(counter, s.key.tag, s.key.extended));
+        }
+    }
+
+    unsigned witnesses(const stream_t& s, std::uint32_t counter) const {
+        unsigned n = reading.counter() == counter ? 1 : 0;
+        n += isIdentifierOf(s, counter) ? 1U : 0U;
+        if (n == 2 || n == 0) {
+            return n;
+        }
+        return n + (runSupports(static_cast<std::uint8_t>(counter - s.key.tag)) ? 1U : 0U);
+    }
+
+    bool isIdentifierOf(const stream_t& s, std::uint32_t counter) const {
+        return reading.extended() == s.key.extended &&
+               reading.identifier() == patternIdentifier(counter, s.key.extended);
+    }
+
+    /// At least half of the run's bytes.
+    bool runSupports(std::uint8_t value) const {
+        const unsigned half = (reading.runLength() + 1U) / 2;
+        if (value == reading.run() || reading.agreeing() > reading.runLength() / 2) {
+            return value == reading.run() && reading.agreeing() >= half;
+        }
+        return reading.supporting(value) >= half;
+    }
+
+    void considerShortened(stream_t& s) {
+        const std::uint32_t counter = reading.counter();
+        if (key.length < s.key.length && s.reaches(counter) && isIdentifierOf(s, counter) &&
+            !s.has(counter) && ahead(counter, s.window.next()) < static_cast<std::int32_t>(Limits::step)) {
+            // The run of a cut answer may be half undone: what two witnesses say is enough.
+            take(s, counter, std::min(most, 1 + reading.distance(counter, s.key.tag, s.key.extended)));
+        }
+    }
+
+    void take(stream_t& s, std::uint32_t counter, unsigned distance) {
+        const std::int32_t d = ahead(counter, s.window.next());
+        const place_t<Limits> place = {&s, counter, distance, s.has(counter),
+                                       apart(counter, s.window.next())};
+        const bool likely =
+            !late || (place.arrived ? distance <= 2 : d <= static_cast<std::int32_t>(Limits::step));
+        if (likely && distance <= most && place.betterThan(found)) {
+            found = place;
+        }
+    }
+
+    const Reading& reading;
+    const streamKey_t& key;
+    bool late;
+    unsigned most;
+    place_t<Limits> found;
+};
