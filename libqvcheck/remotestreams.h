@@ -1,0 +1,159 @@
+#pragma once
+
+#include "libqvcheck/demultiplexer.h"
+
+#include <array>
+
+/// Remote frames carry no payload, so only the identifier says which frame one is. A stream is demanded, or
+/// founded by frames in a row; its frames are looked for in half of the identifiers' range at most.
+template<typename Limits>
+class RemoteStreams {
+public:
+    using stream_t = Stream<Limits>;
+    using interface_type = interface_t<Limits>;
+
+    RemoteStreams(const demands_t& _demands, Reporter& _reporter, Demultiplexer<Limits>& _demultiplexer)
+        : demands(_demands),
+          reporter(_reporter),
+          demultiplexer(_demultiplexer) {}
+
+    void judge(interface_type& in, const receivedFrame_t& frame, const arrivalTime_t& at) {
+        const bool extended = (frame.canId & CAN_EFF_FLAG) != 0;
+        const streamKey_t key = {frame.interface, SR_REMOTE, extended, 0, 0};
+        const std::uint32_t id = frame.canId & (extended ? CAN_EFF_MASK : CAN_SFF_MASK);
+        const sighting_t seen = {frame, at, in.clock.steps()};
+        if (!accept(in, key, id, seen) && !demanded(in, key, id, seen)) {
+            found(in, key, id, seen);
+        }
+    }
+
+    /// Nothing more will come: what has founded nothing is of no stream.
+    void finish() {
+        for (founding_t& founding : foundings) {
+            release(founding);
+        }
+    }
+
+    /// Of no stream.
+    std::uint64_t frames() const { return others; }
+    std::uint64_t held() const {
+        std::uint64_t n = 0;
+        for (const founding_t& founding : foundings) {
+            n += founding.count;
+        }
+        return n;
+    }
+
+private:
+    /// Frames in a row that may found a stream.
+    struct founding_t {
+        streamKey_t key = {};
+        std::uint32_t count = 0;
+        std::uint32_t last = 0; ///< counter of the last one, if the first had its identifier as counter
+        std::array<receivedFrame_t, Limits::remoteChain> frames = {};
+        std::array<arrivalTime_t, Limits::remoteChain> times = {};
+    };
+
+    bool accept(interface_type& in, const streamKey_t& key, std::uint32_t id, const sighting_t& seen) {
+        stream_t* best = nullptr;
+        std::uint32_t counter = 0;
+        std::uint32_t least = UINT32_MAX;
+        for (stream_t* s = streams().first(key); s != nullptr; s = streams().after(*s)) {
+            for (const std::uint32_t value : {id, id == 1 ? 0U : id}) { // 1 stands for 0, too
+                const std::uint32_t place = s->nearest(value, s->idValues());
+                const bool mine = s->key == key && ahead(place, s->window.next()) >=
+                                                       -static_cast<std::int32_t>(Limits::remoteWindow);
+                const std::uint32_t cost = mine ? demultiplexer.costOf(*s, place) : UINT32_MAX;
+                if (cost < least) {
+                    best = s;
+                    counter = place;
+                    least = cost;
+                }
+            }
+        }
+        if (best != nullptr) {
+            demultiplexer.join(in, *best, counter, seen);
+        }
+        return best != nullptr;
+    }
+
+    bool demanded(interface_type& in, const streamKey_t& key, std::uint32_t id, const sighting_t& seen) {
+        const std::uint32_t mask = key.extended ? CAN_EFF_MASK : CAN_SFF_MASK;
+        for (std::size_t i = 0; i < demands.ids.size(); ++i) {
+            const std::uint32_t start = demands.ids[i] & mask;
+            const bool fits = (demands.ids[i] & CAN_RTR_FLAG) != 0 &&
+                              ((demands.ids[i] & CAN_EFF_FLAG) != 0) == key.extended;
+            const std::uint32_t ahead = id == 1 && start == 0 ? 0 : (id - start) & mask;
+            if (fits && ahead < Limits::near && !demultiplexer.isBorn(key, i)) {
+                stream_t* const s = demultiplexer.addDemanded(key, start, i, seen.at);
+                if (s != nullptr) {
+                    demultiplexer.join(in, *s, start + ahead, seen);
+                }
+                return s != nullptr;
+            }
+        }
+        return false;
+    }
+
+    void found(interface_type& in, const streamKey_t& key, std::uint32_t id, const sighting_t& seen) {
+        founding_t& founding = foundings[(key.extended ? 1U : 0U) + 2U * (key.interface % interfaces)];
+        const bool goesOn = founding.count > 0 && founding.key == key &&
+                            (id == patternIdentifier(founding.last + 1, key.extended) ||
+                             (founding.count == 1 && founding.last == 1 && id == 1));
+        if (!goesOn) {
+            release(founding);
+            founding.key = key;
+        }
+        // Two frames with identifier 1 at the beginning have the counters 0 and 1.
+        founding.last = goesOn && id != founding.last ? founding.last + 1 : id;
+        founding.frames[founding.count] = seen.frame;
+        founding.times[founding.count] = seen.at;
+        if (++founding.count == Limits::remoteChain) {
+            establish(in, founding);
+        }
+    }
+
+    void establish(interface_type& in, founding_t& founding) {
+        const std::uint32_t first = placeOfFirst(founding, founding.last + 1 - founding.count);
+        stream_t* const s = demultiplexer.addBorn(founding.key, first, founding.times[0]);
+        if (s == nullptr) {
+            release(founding);
+            return;
+        }
+        in.deadline = std::min(in.deadline, s->born.time);
+        for (std::uint32_t i = 0; i < founding.count; ++i) {
+            demultiplexer.join(in, *s, first + i, {founding.frames[i], founding.times[i], in.clock.steps()});
+        }
+        founding.count = 0;
+    }
+
+    /// Counts on where another stream of the interface fell silent, as far as the identifiers reach.
+    std::uint32_t placeOfFirst(const founding_t& founding, std::uint32_t id) const {
+        const stream_t* latest = nullptr;
+        for (stream_t* s = streams().first(founding.key); s != nullptr; s = streams().after(*s)) {
+            if (s->key == founding.key && (latest == nullptr || s->last.number > latest->last.number)) {
+                latest = s;
+            }
+        }
+        const std::uint32_t place = latest != nullptr ? latest->nearest(id, latest->idValues()) : id;
+        return latest != nullptr && ahead(place, latest->window.next()) >= 0 ? place : id;
+    }
+
+    void release(founding_t& founding) {
+        for (std::uint32_t i = 0; i < founding.count; ++i) {
+            reporter.frame(founding.frames[i], FT_REMOTE);
+        }
+        others += founding.count;
+        founding.count = 0;
+    }
+
+    StreamTable<Limits>& streams() const { return demultiplexer.streams(); }
+
+    static constexpr std::size_t interfaces = 8; ///< that may found a stream at the same time
+
+    const demands_t& demands;
+    Reporter& reporter;
+    Demultiplexer<Limits>& demultiplexer;
+    std::uint64_t others = 0;
+    std::array<founding_t, 2 * interfaces> foundings = {};
+};

@@ -1,0 +1,268 @@
+#pragma once
+
+#include "libqvcheck/pairing.h"
+
+#include <algorithm>
+
+/// What a new stream turns out to be. One that begins while another of its key is silent may be the same
+/// sender: after an outage, after a restart, or with frames repeated. It goes by the other's name until the
+/// other speaks (two senders), or has been silent for long enough (one).
+template<typename Limits>
+class Succession {
+public:
+    using stream_t = Stream<Limits>;
+
+    Succession(StreamTable<Limits>& _table, Booking<Limits>& _booking, Pairing<Limits>& _pairing,
+               Reporter& _reporter, const demands_t& _demands)
+        : table(_table),
+          booking(_booking),
+          pairing(_pairing),
+          reporter(_reporter),
+          demands(_demands) {}
+
+    /// A stream was born: a name, or one on loan.
+    void born(stream_t& n) {
+        const stream_t* const s = n.parent != nullptr ? n.parent : predecessor(n);
+        if (s == nullptr) {
+            name(n);
+        } else {
+            n.number = s->number;
+        }
+    }
+
+    /// The stream is one of its own.
+    void name(stream_t& n) {
+        n.parent = nullptr;
+        n.number = ++names;
+        n.named = true;
+        reporter.named(n.summary(), n.born.time);
+    }
+
+    /// Decides what an unnamed stream is when that can be said at `now`. The stream may be gone afterwards,
+    /// or another one of its key.
+    void explain(stream_t& n, std::int64_t now) {
+        stream_t* const s = n.parent != nullptr ? n.parent : predecessor(n);
+        if (s == nullptr) {
+            name(n);
+        } else if (n.frames >= Limits::successorFrames || now >= dueAfter(*s)) {
+            succeed(*s, n);
+        }
+    }
+
+    /// When `explain` will know, at the latest, while nothing else comes.
+    std::int64_t due(const stream_t& n) const {
+        const stream_t* const s = n.parent != nullptr ? n.parent : predecessor(n);
+        return s == nullptr ? n.born.time : dueAfter(*s);
+    }
+
+    /// Decides now what is not decided: nothing more will come, or there is no room to wait.
+    void explainAll() {
+        bool again = true;
+        while (again) {
+            const auto& all = table.all();
+            const auto found =
+                std::find_if(all.begin(), all.end(), [](const stream_t* s) { return !s->named; });
+            again = found != all.end();
+            if (again) {
+                explainNow(**found);
+            }
+        }
+    }
+
+    /// The child's frames were its parent's: what the parent has is repeated, the rest fills it.
+    void fold(stream_t& child) {
+        stream_t& s = *child.parent;
+        booking.tellRepeats(child);
+        std::uint64_t left = child.unique + child.counts.late;
+        const std::uint32_t end = child.window.next();
+        std::uint32_t x = ahead(end - child.first, Limits::window) > 0 ? end - Limits::window : child.first;
+        const std::uint32_t low = x;
+        repeats_t repeats;
+        for (; x != end; ++x) {
+            if (child.window.arrived(x)) {
+                --left;
+                foldFrame(s, child, x, repeats);
+            }
+        }
+        tell(s, repeats);
+        if (left > 0) { // from below the window of both
+            booking.tellRepeat(s, low - 1, child.born.time, static_cast<std::uint32_t>(left), nullptr);
+            s.counts.repeated += left;
+        }
+        s.counts.repeated += child.counts.repeated;
+        s.counts.corruptedRepeats += child.counts.corruptedRepeats;
+        s.counts.stray += child.counts.stray;
+        s.injection.follow(child.injection);
+        s.child = nullptr;
+        table.remove(child);
+    }
+
+private:
+    struct repeats_t {
+        std::uint32_t first = 0;
+        std::uint32_t count = 0;
+        std::int64_t time = 0;
+    };
+
+    void foldFrame(stream_t& s, stream_t& child, std::uint32_t x, repeats_t& repeats) {
+        if (ahead(x, s.window.next()) < 0 && (!s.window.reaches(x) || ahead(x, s.first) < 0 || s.has(x))) {
+            ++(child.window.damaged(x) ? s.counts.corruptedRepeats : s.counts.repeated);
+            if (repeats.count > 0 && x != repeats.first + repeats.count) {
+                tell(s, repeats);
+            }
+            if (repeats.count == 0) {
+                repeats = {x, 0, child.window.timeOf(x)};
+            }
+            ++repeats.count;
+            return;
+        }
+        giveUpLeaving(s, x);
+        booking.adopt(s, child, x);
+    }
+
+    void tell(stream_t& s, repeats_t& repeats) {
+        if (repeats.count > 0) {
+            booking.tellRepeat(s, repeats.first, repeats.time, repeats.count, nullptr);
+            repeats.count = 0;
+        }
+    }
+
+    void giveUpLeaving(stream_t& s, std::uint32_t x) {
+        while (s.window.hasGaps() && ahead(s.window.oldest().low, x + 1 - Limits::window) < 0) {
+            booking.giveUpOldest(s);
+        }
+    }
+
+    std::int64_t dueAfter(const stream_t& s) const {
+        return s.lastRecord.time + std::max<std::int64_t>(Limits::silence, 8 * s.meanGap());
+    }
+
+    /// The silent stream that `n` goes on with most likely; null when all that could be it spoke since.
+    stream_t* predecessor(const stream_t& n) const {
+        stream_t* best = nullptr;
+        std::uint64_t least = UINT64_MAX;
+        for (stream_t* s = table.first(n.key); s != nullptr; s = table.after(*s)) {
+            const bool earlier = s != &n && s->key == n.key && !s->empty && s->born.number < n.born.number &&
+                                 s->lastRecord.number < n.born.number;
+            const std::uint64_t cost = earlier ? costOf(*s, n) : UINT64_MAX;
+            if (cost < least) {
+                least = cost;
+                best = s;
+            }
+        }
+        return best;
+    }
+
+    /// An outage is more likely than a restart.
+    static std::uint64_t costOf(const stream_t& s, const stream_t& n) {
+        const std::int64_t d = ahead(n.first, s.window.next());
+        return d >= 0 ? static_cast<std::uint64_t>(d)
+                      : (std::uint64_t{1} << 32) + static_cast<std::uint64_t>(-d);
+    }
+
+    void explainNow(stream_t& n) {
+        if (n.parent != nullptr) {
+            const bool within = ahead(n.window.next(), n.parent->window.next()) <= 0;
+            if (within && !n.beganLike(*n.parent)) {
+                fold(n);
+            } else {
+                succeed(*n.parent, n);
+            }
+            return;
+        }
+        stream_t* const s = predecessor(n);
+        if (s == nullptr) {
+            name(n);
+        } else {
+            succeed(*s, n);
+        }
+    }
+
+    void succeed(stream_t& s, stream_t& n) {
+        if (!s.named) {
+            explainNow(s); // its own name first; what `n` is shows later
+            return;
+        }
+        if (s.child != nullptr && s.child != &n) {
+            explainNow(*s.child);
+            return;
+        }
+        booking.tellRepeats(s);
+        n.number = s.number;
+        n.named = true;
+        n.parent = nullptr;
+        const std::int64_t d = ahead(n.first, s.window.next());
+        const std::int64_t most = Limits::window + (n.born.time - s.born.time) / Limits::nsPerFrame;
+        const bool goesOn = d >= 0 && d <= most;
+        const std::uint32_t begin = n.first;
+        if (goesOn) {
+            goOn(s, n, static_cast<std::uint32_t>(d));
+        } else {
+            beginAnew(s, n, d >= 0 ? FK_JUMP : FK_RESTART);
+        }
+        pairing.tookOver(n, begin, goesOn);
+        table.remove(s);
+    }
+
+    void handOver(stream_t& s, const stream_t& n, bool goesOn) {
+        giveUpAll(s);
+        if (s.pair != nullptr && !goesOn) {
+            giveUpAll(*s.pair->answers); // while it is known which of their frames are lost
+        }
+        pairing.handOver(s, n, goesOn);
+    }
+
+    void giveUpAll(stream_t& s) {
+        while (s.window.hasGaps()) {
+            booking.giveUpOldest(s);
+        }
+    }
+
+    void goOn(stream_t& s, stream_t& n, std::uint32_t d) {
+        handOver(s, n, true);
+        if (d > 0) {
+            s.counts.expected += d;
+            booking.lose(s, s.window.next(), d, s.last, n.born);
+        }
+        n.window.adopt(s.window, s.first);
+        n.first = s.first;
+        n.startDemanded = s.startDemanded;
+        n.born = s.born;
+        n.inherit(s, true);
+    }
+
+    void beginAnew(stream_t& s, stream_t& n, findingKind_t kind) {
+        handOver(s, n, false);
+        finding_t f = booking.about(n, kind, n.born.time, n.first, 1);
+        f.last = s.window.next() - 1;
+        f.began = n.startsHere(n.first);
+        reporter.finding(f);
+        ++(kind == FK_JUMP ? n.jumps : n.restarts);
+        n.inherit(s, false);
+        if (s.demand >= 0) {
+            findStart(n, demands.ids[static_cast<std::size_t>(s.demand)]);
+        }
+    }
+
+    /// A demanded stream that began again has its first frame where it had it before.
+    void findStart(stream_t& n, std::uint32_t id) {
+        const std::uint32_t start = id & (n.idValues() - 1);
+        const std::uint32_t absent = n.first - start;
+        if (absent >= Limits::near) {
+            return;
+        }
+        n.startDemanded = true;
+        n.first = start;
+        if (absent > 0) {
+            n.counts.expected += absent;
+            booking.lose(n, start, absent, n.born, n.born);
+        }
+    }
+
+    StreamTable<Limits>& table;
+    Booking<Limits>& booking;
+    Pairing<Limits>& pairing;
+    Reporter& reporter;
+    const demands_t& demands;
+    std::uint16_t names = 0;
+};

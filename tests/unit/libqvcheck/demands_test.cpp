@@ -1,0 +1,231 @@
+#include "tests/unit/libqvcheck/judged.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+const patternSender_t classic = {0x123};
+const patternSender_t fd = {0x123, false, 64};
+
+demands_t demanding(std::uint32_t id) {
+    demands_t demands;
+    demands.ids = {id};
+    return demands;
+}
+
+/// The sender's frames, each `period`-th of them corrupted as it does it.
+void seeInjected(Judged& judged, const patternSender_t& sender, std::uint32_t n, std::uint32_t period,
+                 std::uint32_t without = UINT32_MAX) {
+    for (std::uint32_t k = 0; k < n; ++k) {
+        receivedFrame_t f = sender.frame(k);
+        if ((k + 1) % period == 0 && k != without) {
+            f.data[((k + 1) / period - 1) % sender.walked()] ^= 0xFF;
+        }
+        judged.see(sender.seen(f));
+    }
+}
+
+} // namespace
+
+TEST(DemandedStream, CountsFromItsFirstFrame) {
+    Judged judged(demanding(0x123));
+    const summary_t s = judged.see(classic, 5, 100).end();
+    ASSERT_EQ(s.streams.size(), 1U);
+    EXPECT_EQ(s.streams[0].totals.expected, 100U);
+    EXPECT_EQ(s.streams[0].totals.lost, 5U);
+    EXPECT_TRUE(s.streams[0].demanded);
+}
+
+TEST(DemandedStream, IsMissedFromItsFirstFrameHoweverLate) {
+    for (const std::uint32_t late : {63U, 64U, 1024U, 5000U}) {
+        Judged judged(demanding(0x123));
+        const summary_t s = judged.see(classic, late, late + 100).end();
+        ASSERT_EQ(s.streams.size(), 1U);
+        EXPECT_EQ(s.streams[0].totals.lost, late);
+        EXPECT_EQ(judged.found(FK_LOST), late);
+        EXPECT_EQ(s.streams[0].jumps + s.streams[0].restarts, 0U);
+    }
+}
+
+TEST(DemandedStream, IsBornByOneFrame) {
+    Judged judged(demanding(0x123));
+    judged.see(classic, 0, 1);
+    EXPECT_EQ(judged.streams.size(), 1U);
+}
+
+TEST(DemandedStream, ThatIsNeverSeenIsAbsent) {
+    Judged judged(demanding(0x124));
+    judged.see(classic, 0, 10).end();
+    EXPECT_EQ(judged.found(FK_ABSENT), 1U);
+}
+
+TEST(DemandedStreams, WithEqualLowBytesAreToldApartFromTheFirstFrame) {
+    demands_t demands;
+    demands.ids = {0x100, 0x200, 0x300};
+    Judged judged(demands);
+    for (std::uint32_t k = 0; k < 300; ++k) {
+        for (const std::uint32_t id : demands.ids) {
+            judged.see(patternSender_t{id}, k, k + 1);
+        }
+    }
+    const summary_t s = judged.end();
+    EXPECT_EQ(s.streams.size(), 3U);
+    EXPECT_TRUE(judged.findings.empty());
+}
+
+TEST(DemandedNumber, IsCompleteWithTheLastFrame) {
+    demands_t demands = demanding(0x123);
+    demands.loop = 100;
+    Judged judged(demands);
+    judged.see(classic, 0, 99);
+    EXPECT_FALSE(judged.judge.complete());
+    judged.see(classic, 99, 100);
+    EXPECT_TRUE(judged.judge.complete());
+    judged.end();
+    EXPECT_TRUE(judged.findings.empty());
+}
+
+TEST(DemandedNumber, LosesWhatIsMissingAtTheEnd) {
+    demands_t demands;
+    demands.loop = 100;
+    Judged judged(demands);
+    const summary_t s = judged.see(classic, 0, 97).end();
+    EXPECT_EQ(s.streams[0].totals.lost, 3U);
+    EXPECT_EQ(judged.first(FK_LOST).first, 0x123U + 97);
+    EXPECT_EQ(judged.first(FK_LOST).last, 0x123U + 99);
+}
+
+TEST(DemandedNumber, ExceededIsSurplus) {
+    demands_t demands;
+    demands.loop = 100;
+    Judged judged(demands);
+    judged.see(classic, 0, 105).end();
+    EXPECT_EQ(judged.found(FK_SURPLUS), 5U);
+}
+
+TEST(DemandedFormat, FindsEveryFrameOfAnother) {
+    demands_t demands;
+    demands.fd = true;
+    Judged wrong(demands);
+    wrong.see(classic, 0, 100).end();
+    EXPECT_EQ(wrong.found(FK_FORMAT), 100U);
+    Judged right(demands);
+    right.see(fd, 0, 100).end();
+    EXPECT_EQ(right.found(FK_FORMAT), 0U);
+}
+
+TEST(DemandedFormat, FindsFdFramesThatAreNotFull) {
+    demands_t demands;
+    demands.fd = true;
+    Judged judged(demands);
+    for (std::uint32_t k = 0; k < 100; ++k) {
+        receivedFrame_t f = classic.frame(k);
+        f.fd = true;
+        judged.see(f);
+    }
+    judged.end();
+    EXPECT_EQ(judged.found(FK_FORMAT), 100U);
+}
+
+TEST(DemandedBitRateSwitch, FindsEveryFrameWithoutIt) {
+    demands_t demands;
+    demands.fd = demands.brs = true;
+    Judged judged(demands);
+    for (std::uint32_t k = 0; k < 100; ++k) {
+        receivedFrame_t f = fd.frame(k);
+        f.flags = k < 90 ? CANFD_BRS : 0;
+        judged.see(f);
+    }
+    judged.end();
+    EXPECT_EQ(judged.found(FK_FORMAT), 10U);
+}
+
+class DemandedErrors : public testing::TestWithParam<std::uint32_t> {};
+
+TEST_P(DemandedErrors, AreFoundAllAndNothingBesides) {
+    for (const patternSender_t sender : {classic, fd, patternSender_t{0x123, false, 64, true}}) {
+        demands_t demands;
+        demands.errorPeriod = GetParam();
+        Judged judged(demands);
+        seeInjected(judged, sender, 2000, GetParam());
+        const summary_t s = judged.end();
+        ASSERT_EQ(s.streams.size(), 1U);
+        EXPECT_EQ(s.streams[0].injection.found, 2000 / GetParam());
+        EXPECT_EQ(s.streams[0].injection.missing, 0U);
+        EXPECT_TRUE(judged.findings.empty());
+    }
+}
+
+TEST_P(DemandedErrors, AreRecognisedWithoutTheDemand) {
+    Judged judged;
+    seeInjected(judged, classic, 3000, GetParam());
+    const summary_t s = judged.end();
+    ASSERT_EQ(s.streams.size(), 1U);
+    EXPECT_EQ(s.streams[0].injection.period, GetParam());
+    EXPECT_EQ(s.streams[0].injection.found, 3000 / GetParam());
+    EXPECT_FALSE(s.streams[0].injection.told);
+    EXPECT_EQ(judged.found(FK_CORRUPTED), 3000 / GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, DemandedErrors, testing::Values(1, 2, 7, 100, 200));
+
+TEST(DemandedErrors, ThatAreMissingAreUninjected) {
+    demands_t demands;
+    demands.errorPeriod = 100;
+    Judged judged(demands);
+    seeInjected(judged, classic, 2000, 100, 999);
+    const summary_t s = judged.end();
+    EXPECT_EQ(s.streams[0].injection.missing, 1U);
+    EXPECT_EQ(judged.found(FK_UNINJECTED), 1U);
+    EXPECT_EQ(judged.first(FK_UNINJECTED).first, 0x123U + 999);
+}
+
+TEST(DemandedErrors, ThatAreLostAreToldApart) {
+    demands_t demands;
+    demands.errorPeriod = 100;
+    Judged judged(demands);
+    judged.see(classic, 0, 99).see(classic, 100, 190).end();
+    EXPECT_EQ(judged.judge.summary().streams[0].injection.lost, 1U);
+    EXPECT_TRUE(judged.first(FK_LOST).injected);
+}
+
+TEST(DemandedErrors, LeaveOtherDamageAFinding) {
+    demands_t demands;
+    demands.errorPeriod = 100;
+    Judged judged(demands);
+    judged.see(classic, 0, 50);
+    receivedFrame_t hurt = classic.frame(50); // not its turn
+    hurt.data[5] ^= 0xFF;
+    judged.see(hurt).see(classic, 51, 99);
+    receivedFrame_t other = classic.frame(99); // its turn, but another byte
+    other.data[6] ^= 0xFF;
+    judged.see(other).see(classic, 100, 150);
+    const summary_t s = judged.end();
+    EXPECT_EQ(judged.found(FK_CORRUPTED), 2U);
+    EXPECT_EQ(s.streams[0].injection.damagedOtherwise, 1U);
+}
+
+TEST(DemandedPace, FindsAMeanThatIsOff) {
+    demands_t demands;
+    demands.paced = true;
+    demands.gap = 1100 * 1000; // the frames come each millisecond
+    demands.jitter = 1000000;
+    Judged judged(demands);
+    judged.see(classic, 0, 102).end();
+    EXPECT_EQ(judged.found(FK_PACE), 1U);
+    Judged few(demands);
+    few.see(classic, 0, 100).end();
+    EXPECT_EQ(few.found(FK_PACE), 0U);
+}
+
+TEST(MaxGap, FindsASilenceOnce) {
+    demands_t demands;
+    demands.maxGap = 100 * Judged::millisecond;
+    Judged judged(demands);
+    judged.see(classic, 0, 10);
+    judged.judge.settle(judged.time + 101 * Judged::millisecond);
+    EXPECT_EQ(judged.found(FK_GAP), 1U);
+    judged.judge.settle(judged.time + 150 * Judged::millisecond);
+    judged.pause(200 * Judged::millisecond).see(classic, 10, 20).end();
+    EXPECT_EQ(judged.found(FK_GAP), 1U);
+}

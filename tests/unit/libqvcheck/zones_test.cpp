@@ -1,0 +1,162 @@
+// How near a frame has to be, and what decides between two streams that could take it.
+
+#include "tests/unit/libqvcheck/judged.h"
+
+#include <algorithm>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+const patternSender_t sender = {0x123};
+
+std::size_t told(const Judged& judged, taken_t taken) {
+    return static_cast<std::size_t>(
+        std::count_if(judged.frames.begin(), judged.frames.end(),
+                      [taken](const Judged::frame_t& frame) { return frame.taken == taken; }));
+}
+
+} // namespace
+
+TEST(SoundFrame, IsTakenAtOnceUpTo63AheadAndHeldFrom64On) {
+    for (const std::uint32_t ahead : {62U, 63U, 64U, 65U}) {
+        SCOPED_TRACE(ahead);
+        Judged judged;
+        judged.see(sender, 0, 500).see(sender, 500 + ahead, 501 + ahead);
+        EXPECT_EQ(judged.frames.size(), ahead < 64 ? 501U : 500U);
+    }
+}
+
+TEST(SoundFrame, IsRepeatedAtOnceUpTo64BehindAndHeldFrom65On) {
+    for (const std::uint32_t behind : {63U, 64U, 65U, 66U}) {
+        SCOPED_TRACE(behind);
+        Judged judged;
+        judged.see(sender, 0, 500).see(sender, 500 - behind, 501 - behind).see(sender, 500, 501);
+        EXPECT_EQ(told(judged, FT_REPEATED), behind <= 64 ? 1U : 0U);
+    }
+}
+
+TEST(SoundFrame, BelongsToAStreamJoinedUpTo64FramesBehindIt) {
+    const patternSender_t joined = {0x12345};
+    for (const std::uint32_t below : {63U, 64U, 65U, 66U}) {
+        SCOPED_TRACE(below);
+        Judged judged;
+        judged.see(joined, 100, 200).see(joined, 100 - below, 101 - below);
+        EXPECT_EQ(told(judged, FT_REORDERED), below <= 64 ? 1U : 0U);
+    }
+}
+
+TEST(ThreeFrames, FoundAStreamUpTo16Apart) {
+    for (const std::uint32_t apart : {1U, 7U, 8U, 15U, 16U, 17U}) {
+        SCOPED_TRACE(apart);
+        Judged judged;
+        for (std::uint32_t i = 0; i < 3; ++i) {
+            judged.see(sender, i * apart, i * apart + 1);
+        }
+        EXPECT_EQ(judged.streams.size(), apart <= 16 ? 1U : 0U);
+    }
+}
+
+TEST(ThreeFrames, FoundAStreamThoughTheOnesBeforeThemWaitNoLonger) {
+    demands_t demands;
+    demands.wait = 20 * Judged::millisecond;
+    Judged judged(demands);
+    for (const std::uint32_t k : {0U, 1U, 3U, 4U, 5U}) {
+        judged.time = k * 9500000LL;
+        judged.see(sender, k, k + 1);
+    }
+    EXPECT_EQ(judged.streams.size(), 1U);
+}
+
+TEST(SoundFrameOfTwoStreams, IsARepeatOnlyWhereTheOtherMissesOver16FramesMore) {
+    // s1 expects 240, s2 a counter from 200 on.
+    demands_t demands;
+    demands.ids = {0x100, 0x200};
+    struct case_t {
+        std::uint32_t behind; // in s1
+        std::uint32_t absent; // in s2
+        bool repeated;
+    };
+    for (const case_t& c : {case_t{1, 16, false}, case_t{1, 17, false}, case_t{1, 18, true},
+                            case_t{5, 10, false}, case_t{5, 21, false}, case_t{5, 22, true}}) {
+        SCOPED_TRACE(std::to_string(c.behind) + " behind, " + std::to_string(c.absent) + " missing");
+        Judged judged(demands);
+        const std::uint32_t number = 0x40 - c.behind; // of s2's frame
+        judged.see(patternSender_t{0x100}, 0, 0x50).see(patternSender_t{0x200}, 0, number - c.absent);
+        judged.see(patternSender_t{0x100}, 0x50, 0x140);
+        judged.see(patternSender_t{0x200}, number, number + 1).see(patternSender_t{0x100}, 0x140, 0x141);
+        EXPECT_EQ(told(judged, FT_REPEATED), c.repeated ? 1U : 0U);
+    }
+}
+
+TEST(FrameOfNoStream, IsHeldFor512FramesOfItsInterface) {
+    Judged judged;
+    judged.see(sender, 0, 10).see(patternSender_t{0x345}, 0, 1).see(sender, 10, 10 + 511);
+    EXPECT_EQ(told(judged, FT_FOREIGN), 0U);
+    judged.see(sender, 521, 522);
+    EXPECT_EQ(told(judged, FT_FOREIGN), 1U);
+}
+
+TEST(FramesOfNoStream, AreHeldUpTo256OfAnInterface) {
+    Judged judged;
+    for (std::uint32_t i = 0; i < 256; ++i) {
+        judged.see(patternSender_t{0x100 + i}, 0, 1);
+    }
+    EXPECT_EQ(told(judged, FT_FOREIGN), 0U);
+    judged.see(patternSender_t{0x300}, 0, 1);
+    EXPECT_EQ(told(judged, FT_FOREIGN), 1U);
+}
+
+TEST(SilentStream, HasASuccessorAfter1024Frames) {
+    Judged judged;
+    judged.see(sender, 0, 500);
+    for (std::uint32_t k = 0; k < 1024; ++k) {
+        EXPECT_EQ(judged.found(FK_RESTART), 0U) << k;
+        judged.pause(-900000).see(sender, k, k + 1);
+    }
+    EXPECT_EQ(judged.found(FK_RESTART), 1U);
+}
+
+class Silence : public testing::TestWithParam<std::int64_t> {};
+
+TEST_P(Silence, OfAtLeastASecondOrEightGapsMakesARestart) {
+    const std::int64_t gap = GetParam() * Judged::millisecond;
+    const std::int64_t due = std::max(1000 * Judged::millisecond, 8 * gap);
+    Judged judged;
+    const auto send = [&](std::uint32_t number) {
+        judged.pause(gap - Judged::millisecond).see(sender, number, number + 1);
+    };
+    for (std::uint32_t k = 0; k < 100; ++k) {
+        send(k);
+    }
+    const std::int64_t last = judged.time;
+    for (std::uint32_t k = 0; judged.time + gap < last + due; ++k) {
+        send(k);
+    }
+    EXPECT_EQ(judged.found(FK_RESTART), 0U);
+    judged.judge.settle(last + due - 1);
+    EXPECT_EQ(judged.found(FK_RESTART), 0U);
+    judged.judge.settle(last + due);
+    EXPECT_EQ(judged.found(FK_RESTART), 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(WithGapsOf, Silence, testing::Values(5, 100, 125, 150, 300),
+                         [](const auto& gap) { return std::to_string(gap.param) + "ms"; });
+
+TEST(DamagedFrame, IsPlacedByTwoWitnessesAndNotByOne) {
+    const patternSender_t from = {0x123, false, 5};
+    for (const bool identifierToo : {false, true}) {
+        SCOPED_TRACE(identifierToo);
+        Judged judged;
+        receivedFrame_t hurt = from.frame(100);
+        hurt.data[4] ^= 0x55; // all of the run
+        hurt.canId ^= identifierToo ? 0x40 : 0;
+        judged.see(from, 0, 100).see(hurt).see(from, 101, 1000);
+        const summary_t s = judged.end();
+        ASSERT_EQ(s.streams.size(), 1U);
+        EXPECT_EQ(s.streams[0].totals.corrupted, identifierToo ? 0U : 1U);
+        EXPECT_EQ(s.streams[0].totals.lost, identifierToo ? 1U : 0U);
+        EXPECT_EQ(s.foreign, identifierToo ? 1U : 0U);
+    }
+}
