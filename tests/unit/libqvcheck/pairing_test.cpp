@@ -1,0 +1,383 @@
+#include "libqvcheck/causes.h"
+#include "tests/unit/libqvcheck/judged.h"
+
+#include <map>
+#include <set>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr std::int64_t microsecond = 1000;
+constexpr std::int64_t roundTrip = 100 * microsecond;
+
+/// A frame each 2 ms and its answer 0.1 ms later; what is lost on the way is in the sets.
+struct exchange_t {
+    std::uint32_t frames = 2000;
+    std::set<std::uint32_t> framesLost;   ///< before the bus: not answered either
+    std::set<std::uint32_t> framesUnseen; ///< answered, but this host missed them
+    std::set<std::uint32_t> answersLost;
+    std::set<std::uint32_t> damaged;                ///< and answered so
+    std::map<std::uint32_t, std::int64_t> clockSet; ///< after that frame and before its answer, by so much
+    std::uint32_t dropped = 0; ///< by this host's queue, right before the answer to frame 600
+    bool twoInterfaces = false;
+    bool standing = false; ///< the run ends long after the last frame
+};
+
+void exchange(Judged& judged, const exchange_t& x) {
+    const patternSender_t out = {0x101};
+    const patternSender_t back = {0x101, false, 8, true};
+    const std::int64_t begin = judged.time;
+    std::int64_t set = 0;
+    const auto see = [&](receivedFrame_t f, std::int64_t at, bool answer) {
+        f.time = at + set;
+        f.interface = answer && x.twoInterfaces ? 1 : 0;
+        judged.judge.judge(f);
+    };
+    for (std::uint32_t k = 0; k < x.frames; ++k) {
+        const std::int64_t time = begin + std::int64_t{k} * 2 * Judged::millisecond;
+        judged.time = time;
+        receivedFrame_t frame = out.frame(k);
+        frame.data[5] ^= static_cast<std::uint8_t>(x.damaged.count(k) << 4);
+        const bool lost = x.framesLost.count(k) > 0;
+        if (!lost && x.framesUnseen.count(k) == 0) {
+            see(frame, time, false);
+        }
+        const auto step = x.clockSet.find(k);
+        set += step != x.clockSet.end() ? step->second : 0;
+        if (!lost && x.answersLost.count(k) == 0) {
+            frame.dropped = k == 600 ? x.dropped : 0;
+            see(back.seen(frame), time + roundTrip, true);
+        }
+    }
+    judged.time += set;
+}
+
+summary_t run(Judged& judged, const exchange_t& x) {
+    exchange(judged, x);
+    if (x.standing) {
+        judged.judge.settle(judged.time + 3000 * Judged::millisecond);
+    }
+    return judged.end();
+}
+
+demands_t answered() {
+    demands_t demands;
+    demands.answer = true;
+    return demands;
+}
+
+class Pairs : public testing::TestWithParam<bool> {
+protected:
+    exchange_t exchange() const {
+        exchange_t x;
+        x.twoInterfaces = GetParam();
+        x.standing = true;
+        return x;
+    }
+};
+
+TEST_P(Pairs, MeasureEveryRoundTrip) {
+    Judged judged(answered());
+    const summary_t s = run(judged, exchange());
+    ASSERT_EQ(s.pairs.size(), 1U);
+    EXPECT_EQ(s.pairs[0].answered, 2000U);
+    EXPECT_GE(s.pairs[0].roundTrips->count(), 1990U);
+    EXPECT_EQ(s.pairs[0].roundTrips->min(), roundTrip);
+    EXPECT_EQ(s.pairs[0].roundTrips->max(), roundTrip);
+    EXPECT_TRUE(judged.findings.empty());
+}
+
+TEST_P(Pairs, TellWhichFramesWereNotAnswered) {
+    exchange_t x = exchange();
+    x.answersLost = {500, 501, 502, 900, 1999};
+    Judged judged(answered());
+    const summary_t s = run(judged, x);
+    ASSERT_EQ(s.pairs.size(), 1U);
+    EXPECT_EQ(s.pairs[0].unanswered, 5U);
+    EXPECT_EQ(judged.found(FK_UNANSWERED), 5U);
+    EXPECT_EQ(judged.first(FK_UNANSWERED).first, 0x101U + 500);
+    EXPECT_EQ(judged.first(FK_UNANSWERED).last, 0x101U + 502);
+    EXPECT_EQ(judged.found(FK_LOST), 0U);
+}
+
+TEST_P(Pairs, CountALostAnswerAsLostWhenNoneIsDemanded) {
+    exchange_t x = exchange();
+    x.answersLost = {500};
+    Judged judged;
+    const summary_t s = run(judged, x);
+    EXPECT_EQ(s.pairs[0].unanswered, 1U);
+    EXPECT_EQ(judged.found(FK_UNANSWERED), 0U);
+    EXPECT_EQ(judged.found(FK_LOST), 1U);
+}
+
+TEST_P(Pairs, TellALossOnTheWayOutOnce) {
+    exchange_t x = exchange();
+    x.framesLost = {300, 301, 302};
+    Judged judged(answered());
+    const summary_t s = run(judged, x);
+    EXPECT_EQ(judged.found(FK_LOST), 3U);
+    EXPECT_EQ(judged.found(FK_UNANSWERED), 0U);
+    ASSERT_EQ(s.streams.size(), 2U);
+    EXPECT_EQ(s.streams[0].totals.lost, 3U);
+    EXPECT_EQ(s.streams[1].totals.lost, 3U);
+    EXPECT_EQ(s.streams[1].follows, 3U);
+}
+
+TEST_P(Pairs, BlameThisHostForAFrameThatWasAnswered) {
+    exchange_t x = exchange();
+    x.framesUnseen = {300, 301};
+    Judged judged(answered());
+    const summary_t s = run(judged, x);
+    EXPECT_EQ(judged.first(FK_LOST).causes[LC_UNSEEN], 2U);
+    EXPECT_EQ(s.findings[FK_OVERRUN], 2U);
+    EXPECT_EQ(s.findings[FK_LOST], 0U);
+    EXPECT_EQ(s.pairs[0].unseen, 2U);
+}
+
+TEST_P(Pairs, TellAnEchoedDamageOnce) {
+    exchange_t x = exchange();
+    x.damaged = {300};
+    Judged judged(answered());
+    const summary_t s = run(judged, x);
+    EXPECT_EQ(judged.found(FK_CORRUPTED), 1U);
+    EXPECT_EQ(s.pairs[0].echoedDamage, 1U);
+    EXPECT_EQ(s.streams[1].totals.corrupted, 1U);
+}
+
+TEST_P(Pairs, ExcuseTheAnswersThatThisHostLostAndNoOther) {
+    exchange_t x = exchange();
+    x.framesLost = {597};
+    x.answersLost = {595, 596, 598, 599, 900};
+    x.dropped = 3;
+    Causes causes(LC_QUEUE);
+    Judged judged(answered(), &causes);
+    const summary_t s = run(judged, x);
+    EXPECT_EQ(s.pairs[0].unanswered, 2U);
+    EXPECT_EQ(judged.found(FK_UNANSWERED), 2U);
+    EXPECT_EQ(s.findings[FK_OVERRUN], 3U);
+    EXPECT_EQ(s.streams[1].follows, 1U);
+}
+
+TEST_P(Pairs, MissANodeThatDied) {
+    exchange_t x = exchange();
+    for (std::uint32_t k = 1000; k < 2000; ++k) {
+        x.answersLost.insert(k);
+    }
+    Judged judged(answered());
+    run(judged, x);
+    EXPECT_EQ(judged.found(FK_UNANSWERED), 1000U);
+}
+
+TEST_P(Pairs, AreNotMeasuredWhereTheClockWasSetInBetween) {
+    exchange_t x = exchange();
+    const std::int64_t day = 86400000 * Judged::millisecond;
+    x.clockSet = {{400, -30000 * Judged::millisecond}, {401, 2 * day}, {900, -2 * day}};
+    Judged judged(answered());
+    const summary_t s = run(judged, x);
+    EXPECT_EQ(s.pairs[0].answered, 2000U);
+    EXPECT_EQ(s.pairs[0].early, 0U);
+    EXPECT_GE(s.pairs[0].roundTrips->count(), 1980U);
+    EXPECT_EQ(s.pairs[0].roundTrips->min(), roundTrip);
+    EXPECT_EQ(s.pairs[0].roundTrips->max(), roundTrip);
+    EXPECT_TRUE(judged.findings.empty());
+}
+
+TEST_P(Pairs, TellWhichFramesWereNotAnsweredHoweverLongAnswersAreWaitedFor) {
+    exchange_t x = exchange();
+    x.framesLost = {700};
+    x.answersLost = {500, 501, 502, 900};
+    demands_t demands = answered();
+    demands.wait = 10000 * Judged::millisecond; // 5000 frames; the window has 1024
+    Judged judged(demands);
+    const summary_t s = run(judged, x);
+    EXPECT_EQ(s.pairs[0].unanswered, 4U);
+    EXPECT_EQ(judged.found(FK_UNANSWERED), 4U);
+}
+
+TEST_P(Pairs, KnowTheAnswersBeforeAndBehindAnOutageOfTheNode) {
+    for (const std::int64_t wait : {100, 1000, 10000}) {
+        exchange_t x = exchange();
+        for (std::uint32_t k = 1300; k < 1400; ++k) {
+            x.answersLost.insert(k);
+        }
+        demands_t demands = answered();
+        demands.wait = wait * Judged::millisecond;
+        Judged judged(demands);
+        const summary_t s = run(judged, x);
+        ASSERT_EQ(s.pairs.size(), 1U);
+        EXPECT_EQ(s.pairs[0].unanswered, 100U) << wait << " ms";
+        EXPECT_EQ(judged.found(FK_UNANSWERED), 100U);
+        EXPECT_EQ(judged.first(FK_UNANSWERED).first, 0x101U + 1300);
+        EXPECT_EQ(judged.first(FK_UNANSWERED).last, 0x101U + 1399);
+    }
+}
+
+TEST_P(Pairs, LeaveTheLastFramesOpen) {
+    exchange_t x = exchange();
+    x.standing = false;
+    x.answersLost = {1990, 1998, 1999}; // the last two may yet have come
+    Judged judged(answered());
+    const summary_t s = run(judged, x);
+    EXPECT_EQ(s.pairs[0].unanswered, 1U);
+    EXPECT_EQ(judged.found(FK_UNANSWERED), 1U);
+}
+
+TEST_P(Pairs, LeaveTheLastAnswersOfADemandedNumberOpen) {
+    exchange_t x = exchange();
+    x.standing = false;
+    x.framesLost = {1999};
+    x.answersLost = {1000, 1990, 1997, 1998};
+    demands_t demands = answered();
+    demands.loop = 2000;
+    Judged judged(demands);
+    const summary_t s = run(judged, x);
+    ASSERT_EQ(s.streams.size(), 2U);
+    EXPECT_EQ(s.streams[0].totals.lost, 1U);
+    EXPECT_EQ(s.pairs[0].unanswered, 2U);
+    EXPECT_EQ(s.streams[1].totals.lost, 3U) << "two are unanswered, one follows the last frame";
+    EXPECT_EQ(s.streams[1].follows, 1U);
+    EXPECT_EQ(s.streams[1].totals.expected, 1998U);
+    EXPECT_EQ(judged.found(FK_LOST), 1U);
+}
+
+TEST_P(Pairs, LoseTheLastAnswersOfADemandedNumberInTheEnd) {
+    exchange_t x = exchange();
+    x.answersLost = {1998, 1999};
+    demands_t demands = answered();
+    demands.loop = 2000;
+    Judged judged(demands);
+    const summary_t s = run(judged, x);
+    EXPECT_EQ(s.pairs[0].unanswered, 2U);
+    EXPECT_EQ(s.streams[1].totals.lost, 2U);
+    EXPECT_EQ(s.streams[1].totals.expected, 2000U);
+}
+
+TEST_P(Pairs, AreDecidedToTheirLastFrameWhenTheSenderBeginsAnew) {
+    for (const std::int64_t wait : {20, 1000}) {
+        for (const std::int64_t pause : {2, 700, 3000}) {
+            SCOPED_TRACE(std::to_string(wait) + " ms to wait, " + std::to_string(pause) + " ms of pause");
+            exchange_t x = exchange();
+            x.frames = 700;
+            x.answersLost = {300, 698, 699};
+            demands_t demands = answered();
+            demands.wait = wait * Judged::millisecond;
+            Judged judged(demands);
+            ::exchange(judged, x);
+            x.answersLost = {400};
+            const summary_t s = run(judged.pause(pause * Judged::millisecond), x);
+            ASSERT_EQ(s.pairs.size(), 1U);
+            EXPECT_EQ(s.streams[0].restarts, 1U);
+            EXPECT_EQ(s.pairs[0].unanswered, 4U);
+            EXPECT_EQ(judged.found(FK_UNANSWERED), 4U);
+            EXPECT_EQ(s.pairs[0].answered, 1396U);
+            EXPECT_EQ(s.pairs[0].early, 0U);
+            EXPECT_EQ(s.pairs[0].roundTrips->max(), roundTrip);
+        }
+    }
+}
+
+TEST_P(Pairs, AreDecidedToTheLastFrameBeforeAnOutage) {
+    for (const std::int64_t wait : {20, 1000}) {
+        for (const std::uint32_t outage : {100U, 700U}) {
+            SCOPED_TRACE(std::to_string(wait) + " ms to wait, frames missing: " + std::to_string(outage));
+            exchange_t x = exchange();
+            x.frames = 3000;
+            x.answersLost = {900, 998, 999};
+            for (std::uint32_t k = 1000; k < 1000 + outage; ++k) {
+                x.framesLost.insert(k);
+            }
+            demands_t demands = answered();
+            demands.wait = wait * Judged::millisecond;
+            Judged judged(demands);
+            const summary_t s = run(judged, x);
+            ASSERT_EQ(s.pairs.size(), 1U);
+            EXPECT_EQ(s.pairs[0].unanswered, 3U);
+            EXPECT_EQ(s.pairs[0].answered, 2997 - outage);
+            EXPECT_EQ(s.streams.size(), 2U);
+        }
+    }
+}
+
+TEST_P(Pairs, AreDecidedToTheLastFrameBeforeAnOutageOfEitherHalf) {
+    for (const std::uint32_t outage : {100U, 700U}) {
+        exchange_t x = exchange();
+        x.frames = 3000;
+        x.answersLost = {900, 998};
+        exchange_t unanswered = x;
+        for (std::uint32_t k = 1000; k < 1000 + outage; ++k) {
+            x.framesUnseen.insert(k);
+            unanswered.answersLost.insert(k);
+        }
+        Judged judged(answered());
+        EXPECT_EQ(run(judged, x).pairs[0].unanswered, 2U);
+        Judged other(answered());
+        EXPECT_EQ(run(other, unanswered).pairs[0].unanswered, 2 + outage);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(OnTwoInterfaces, Pairs, testing::Bool());
+
+TEST(AStreamWithoutAnswers, IsUnansweredWhereAnswersAreDemanded) {
+    Judged judged(answered());
+    judged.see(patternSender_t{0x101}, 0, 100);
+    judged.end();
+    EXPECT_EQ(judged.found(FK_UNANSWERED), 100U);
+}
+
+TEST(AStreamThatIsFirstHeardFarFromItsStart, IsPairedWithoutALookAtEachFrame) {
+    for (unsigned i = 0; i < 20; ++i) { // a look at each would take longer than this program may
+        demands_t demands = answered();
+        demands.ids = {0x101};
+        Judged judged(demands);
+        for (std::uint32_t k = 0x70000000; k < 0x70000064; ++k) {
+            judged.see(patternSender_t{0x101}, k, k + 1);
+            judged.see(patternSender_t{0x101, false, 8, true}, k, k + 1);
+        }
+        ASSERT_EQ(judged.end().pairs.size(), 1U);
+    }
+}
+
+TEST(RoundTrips, ThatAreTooLongOrNegativeAreTold) {
+    demands_t demands = answered();
+    demands.maxRtt = 50 * microsecond;
+    Judged judged(demands);
+    exchange_t x;
+    x.frames = 100;
+    const summary_t s = run(judged, x);
+    EXPECT_GE(s.pairs[0].slow, 90U);
+    EXPECT_EQ(judged.found(FK_SLOW), s.pairs[0].slow);
+    EXPECT_EQ(judged.first(FK_SLOW).span, roundTrip);
+
+    Judged early(answered());
+    const patternSender_t out = {0x101};
+    const patternSender_t back = {0x101, false, 8, true};
+    for (std::uint32_t k = 0; k < 100; ++k) { // each answer is there before its frame
+        early.see(back, k, k + 1).see(out, k, k + 1);
+    }
+    EXPECT_GE(early.end().pairs[0].early, 90U);
+    EXPECT_GE(early.found(FK_EARLY), 90U);
+}
+
+TEST(BillionsOfMissingFrames, ThatWereAnsweredArePlacedWithoutALookAtEach) {
+    // A look at each would take longer than this program may.
+    for (unsigned i = 0; i < 20; ++i) {
+        demands_t demands = answered();
+        demands.loop = INT32_MAX;
+        Judged judged(demands);
+        for (std::uint32_t k = 0; k < 700; ++k) {
+            if (k < 100) {
+                judged.see(patternSender_t{0x101}, k, k + 1);
+            }
+            judged.see(patternSender_t{0x101, false, 8, true}, k, k + 1);
+        }
+        const summary_t s = judged.end();
+        ASSERT_EQ(s.streams.size(), 2U);
+        EXPECT_EQ(s.streams[0].totals.lost, INT32_MAX - 100U);
+        EXPECT_EQ(s.streams[0].causes[LC_UNSEEN], 600U);
+        EXPECT_EQ(s.streams[1].totals.lost, INT32_MAX - 700U);
+    }
+}
+
+} // namespace
