@@ -1,0 +1,285 @@
+#pragma once
+
+#include "libqvcheck/judge.h"
+#include "libqvcheck/remotestreams.h"
+
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <vector>
+
+/// The judge for any limits. `Judge` has its contract.
+template<typename Limits>
+class BasicJudge {
+public:
+    BasicJudge(const demands_t& _demands, FindingSink& sink, LossBlame* blame)
+        : demands(_demands),
+          reporter(sink, blame),
+          demultiplexer(demands, reporter, foreign),
+          remote(demands, reporter, demultiplexer) {}
+    BasicJudge(const BasicJudge&) = delete;
+    BasicJudge& operator=(const BasicJudge&) = delete;
+
+    void watch(FrameWatcher* watcher) { reporter.watch(watcher); }
+
+    void judge(const receivedFrame_t& frame) {
+        interface_type& in = interfaceOf(frame);
+        if (in.clock.read(frame.time, frame.leftOut)) {
+            distrustClocks();
+        }
+        ++in.frames;
+        const arrivalTime_t at = {in.clock.time(), ++count};
+        if (frame.dropped > 0 || demultiplexer.mayExpire(in, at.time)) {
+            catchUp(in, frame, at);
+        }
+        if (!demultiplexer.takeNext(in, frame, at)) {
+            judgeOther(in, frame, at);
+        }
+    }
+
+    void settle(std::int64_t now) {
+        for (const auto& in : interfaces) {
+            if (in != nullptr) {
+                const std::int64_t time = in->clock.timeAt(now);
+                settled = std::max(settled, time);
+                demultiplexer.expire(*in, time);
+                for (Stream<Limits>* const s : demultiplexer.streams().all()) {
+                    if (s->key.interface == in->index) {
+                        demultiplexer.book().checkSilence(*s, time);
+                    }
+                }
+            }
+        }
+        demultiplexer.pairs().advanceAll(now);
+    }
+
+    void finish() {
+        for (const auto& in : interfaces) {
+            if (in != nullptr) {
+                demultiplexer.decideAll(*in);
+            }
+        }
+        remote.finish();
+        demultiplexer.finish();
+        demultiplexer.pairs().finish();
+        const std::int64_t end = latest();
+        for (Stream<Limits>* const s : demultiplexer.streams().all()) {
+            // What happened behind the last frame explains frames that are missing there.
+            demultiplexer.book().close(*s, {end, count + 1});
+        }
+        tellAbsent();
+    }
+
+    std::uint64_t arrivals() const { return count; }
+
+    std::int64_t elapsed(std::uint8_t interface, std::int64_t stamp) const {
+        return interfaces[interface] != nullptr ? interfaces[interface]->clock.timeAt(stamp) : latest();
+    }
+
+    std::int64_t lastPatternTime() const {
+        std::int64_t last = 0;
+        for (const Stream<Limits>* const s : demultiplexer.streams().all()) {
+            last = std::max(last, s->last.time);
+        }
+        return last;
+    }
+
+    bool complete() const {
+        std::size_t done = 0;
+        for (const Stream<Limits>* const s : demultiplexer.streams().all()) {
+            const auto& book = demultiplexer.book();
+            if (book.countsFrames(*s)) {
+                if (ahead(s->window.next(), book.endOf(*s)) < 0) {
+                    return false;
+                }
+                ++done;
+            }
+        }
+        return done > 0 && done >= demands.ids.size();
+    }
+
+    totals_t totals() const {
+        totals_t sum{};
+        for (const Stream<Limits>* const s : demultiplexer.streams().all()) {
+            sum += s->totals();
+        }
+        return sum;
+    }
+
+    std::vector<intervalSummary_t> interval() {
+        std::vector<intervalSummary_t> list;
+        const std::int64_t end = latest();
+        for (Stream<Limits>* const s : demultiplexer.streams().all()) {
+            if (s->interval != nullptr && s->named) {
+                list.push_back(s->takeInterval(intervalBegin, end));
+            }
+        }
+        std::sort(list.begin(), list.end(), [](const auto& a, const auto& b) { return a.stream < b.stream; });
+        intervalBegin = end;
+        return list;
+    }
+
+    summary_t summary() const {
+        summary_t s{};
+        s.frames = count;
+        s.foreign = foreign.frames();
+        s.foreignIdentifiers = foreign.identifiers();
+        s.manyForeignIdentifiers = foreign.more();
+        s.streamsLeft = demultiplexer.sawPatternWithoutStream();
+        s.tooShort = tooShort;
+        s.remote = remote.frames();
+        s.held = remote.held();
+        s.errorFrames = errors;
+        s.xl = xl;
+        s.furtherStreams = demultiplexer.furtherFrames();
+        s.dropped = reporter.framesDropped();
+        s.firstStamp = firstStamp;
+        s.duration = latest();
+        s.findings = reporter.counts();
+        s.findings[FK_FOREIGN] += s.foreign;
+        s.series = &reporter.series();
+        addInterfaces(s);
+        addStreams(s);
+        demultiplexer.pairs().addTo(s);
+        return s;
+    }
+
+    const StreamTable<Limits>& streams() const { return demultiplexer.streams(); }
+
+private:
+    using interface_type = interface_t<Limits>;
+    static constexpr std::uint8_t shortest = 4; // the counter
+
+    interface_type& interfaceOf(const receivedFrame_t& frame) {
+        auto& in = interfaces[frame.interface];
+        if (in == nullptr) {
+            enter(in, frame);
+        }
+        return *in;
+    }
+
+    /// A clock that is set is that of the host: it holds for frames that other interfaces have yet to bring.
+    void distrustClocks() {
+        for (const auto& in : interfaces) {
+            if (in != nullptr) {
+                in->clock.distrust();
+            }
+        }
+    }
+
+    // What few frames need is kept out of `judge`, which then needs less of a stack frame for all others.
+
+    [[gnu::noinline]] void enter(std::unique_ptr<interface_type>& in, const receivedFrame_t& frame) {
+        if (firstStamp == receivedFrame_t::noTime) {
+            firstStamp = frame.time;
+        }
+        in = std::make_unique<interface_type>(frame.interface, frame.time, startOf(frame));
+        demultiplexer.enter(*in);
+    }
+
+    [[gnu::noinline]] void catchUp(interface_type& in, const receivedFrame_t& frame, arrivalTime_t at) {
+        if (frame.dropped > 0) {
+            tellDropped(in, frame, at);
+        }
+        if (demultiplexer.mayExpire(in, at.time)) {
+            demultiplexer.expire(in, at.time);
+        }
+    }
+
+    /// The time at which an interface begins, by the stamps of the first one.
+    std::int64_t startOf(const receivedFrame_t& frame) const {
+        std::int64_t since = 0;
+        const bool known =
+            frame.time != receivedFrame_t::noTime && !__builtin_sub_overflow(frame.time, firstStamp, &since);
+        const std::int64_t hour = 3600000000000;
+        const std::int64_t now = latest();
+        return known && since > 0 && since < now + hour ? since : now;
+    }
+
+    void tellDropped(interface_type& in, const receivedFrame_t& frame, const arrivalTime_t& at) {
+        if (!frame.leftOut) {
+            reporter.dropped(frame.interface, at.number, at.time, frame.dropped);
+            return;
+        }
+        demultiplexer.leaveOut(in, frame.dropped);
+    }
+
+    /// How far the run has come on any interface.
+    std::int64_t latest() const {
+        std::int64_t time = settled;
+        for (const auto& in : interfaces) {
+            time = in != nullptr ? std::max(time, in->clock.time()) : time;
+        }
+        return time;
+    }
+
+    [[gnu::noinline]] void judgeOther(interface_type& in, const receivedFrame_t& frame, arrivalTime_t at) {
+        if (frame.xl || (frame.canId & CAN_ERR_FLAG) != 0) {
+            countSpecial(frame);
+        } else if ((frame.canId & CAN_RTR_FLAG) != 0) {
+            remote.judge(in, frame, at);
+        } else if (frame.length < shortest) {
+            ++tooShort;
+            reporter.frame(frame, FT_TOO_SHORT);
+        } else {
+            demultiplexer.judge(in, frame, at);
+        }
+    }
+
+    void countSpecial(const receivedFrame_t& frame) {
+        ++(frame.xl ? xl : errors);
+        reporter.frame(frame, frame.xl ? FT_XL : FT_ERROR);
+    }
+
+    void tellAbsent() {
+        for (std::size_t i = 0; i < demands.ids.size(); ++i) {
+            const auto& all = demultiplexer.streams().all();
+            const bool seen = std::any_of(all.begin(), all.end(), [i](const Stream<Limits>* s) {
+                return s->demand == static_cast<int>(i);
+            });
+            if (!seen) {
+                finding_t f{};
+                f.kind = FK_ABSENT;
+                f.time = latest();
+                f.count = 1;
+                f.first = demands.ids[i];
+                f.last = f.first;
+                reporter.finding(f);
+            }
+        }
+    }
+
+    void addInterfaces(summary_t& s) const {
+        for (const auto& in : interfaces) {
+            if (in != nullptr) {
+                s.clockSteps += in->clock.steps();
+                s.held += in->held.waiting();
+            }
+        }
+    }
+
+    void addStreams(summary_t& sum) const {
+        for (const Stream<Limits>* const s : demultiplexer.streams().all()) {
+            sum.pattern += s->counts.received();
+            sum.held += s->streak;
+            sum.streams.push_back(s->summary());
+            demultiplexer.book().rate(*s, sum.streams.back());
+        }
+        std::sort(sum.streams.begin(), sum.streams.end(),
+                  [](const auto& a, const auto& b) { return a.number < b.number; });
+    }
+
+    const demands_t demands;
+    ForeignFrames foreign;
+    Reporter reporter;
+    Demultiplexer<Limits> demultiplexer;
+    RemoteStreams<Limits> remote;
+    std::array<std::unique_ptr<interface_type>, Limits::interfaces> interfaces;
+    std::uint64_t count = 0;
+    std::int64_t firstStamp = receivedFrame_t::noTime;
+    std::int64_t settled = 0; ///< the latest time at which nothing was left to read
+    std::int64_t intervalBegin = 0;
+    std::uint64_t tooShort = 0;
+    std::uint64_t errors = 0;
+    std::uint64_t xl = 0;
+};

@@ -1,0 +1,67 @@
+#include "libqvcheck/judge.h"
+
+#include "libqvcheck/basicjudge.h"
+#include "libqvcheck/limits.h"
+
+namespace {
+
+/// Known to this file only, so that what is called once is inlined.
+struct ownLimits_t : limits_t {};
+
+} // namespace
+
+class Judge::Core : public BasicJudge<ownLimits_t> {
+public:
+    using BasicJudge::BasicJudge;
+};
+
+Judge::Judge(const demands_t& demands, FindingSink& sink, LossBlame* blame)
+    : core(std::make_unique<Core>(demands, sink, blame)) {}
+
+Judge::~Judge() = default;
+
+void Judge::watch(FrameWatcher* watcher) {
+    core->watch(watcher);
+}
+
+void Judge::judge(const receivedFrame_t* frames, std::size_t n) {
+    for (std::size_t i = 0; i < n; ++i) {
+        core->judge(frames[i]);
+    }
+}
+
+void Judge::settle(std::int64_t now) {
+    core->settle(now);
+}
+
+void Judge::finish() {
+    core->finish();
+}
+
+summary_t Judge::summary() const {
+    return core->summary();
+}
+
+totals_t Judge::totals() const {
+    return core->totals();
+}
+
+std::vector<intervalSummary_t> Judge::interval() {
+    return core->interval();
+}
+
+bool Judge::complete() const {
+    return core->complete();
+}
+
+std::uint64_t Judge::arrivals() const {
+    return core->arrivals();
+}
+
+std::int64_t Judge::elapsed(std::uint8_t interface, std::int64_t stamp) const {
+    return core->elapsed(interface, stamp);
+}
+
+std::int64_t Judge::lastPatternTime() const {
+    return core->lastPatternTime();
+}

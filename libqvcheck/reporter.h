@@ -1,0 +1,45 @@
+#pragma once
+
+#include "libqvcheck/judge.h"
+
+#include <array>
+#include <cstdint>
+
+/// Where findings leave the judge: counts them, keeps their series, and hands them on.
+class Reporter {
+public:
+    Reporter(FindingSink& _sink, LossBlame* _blame) : sink(_sink), lossBlame(_blame) {}
+
+    void watch(FrameWatcher* _watcher) { watcher = _watcher; }
+
+    /// A frame was taken for something.
+    void frame(const receivedFrame_t& frame, taken_t taken, std::uint16_t stream = 0,
+               std::uint32_t counter = 0) {
+        if (watcher != nullptr) {
+            watcher->frame(frame, taken, stream, counter);
+        }
+    }
+
+    void finding(const finding_t& finding);
+    void injected(std::int64_t time) { ++slots.at(time).injected; }
+    void named(const streamSummary_t& stream, std::int64_t time) { sink.stream(stream, time); }
+
+    void dropped(std::uint8_t interface, const std::uint64_t arrival, std::int64_t time, std::uint32_t n);
+    lossShares_t blame(const loss_t& loss);
+
+    /// Findings by kind; frames that this host lost and that no stream misses are among them.
+    std::array<std::uint64_t, FK_NUM> counts() const;
+    std::uint64_t framesDropped() const { return drops; }
+    const Series<findingSlot_t>& series() const { return slots; }
+
+private:
+    FindingSink& sink;
+    LossBlame* lossBlame;
+    FrameWatcher* watcher = nullptr;
+    std::uint64_t drops = 0;
+    std::array<std::uint64_t, FK_NUM> found = {};
+    Series<findingSlot_t> slots;
+};
+
+/// The frames of a loss that count as this host's or the logger's.
+std::uint64_t overrunOf(const lossShares_t& shares);
