@@ -1,0 +1,87 @@
+#include "libqvcheck/recordings.h"
+
+#include "libqvcheck/candumplog.h"
+#include "libqvcheck/familytext.h"
+#include "libqvcheck/recordfile.h"
+#include "libqvtrace/record.h"
+#include "libqvutil/utility.h"
+
+#include <cerrno>
+#include <string_view>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+Recordings::~Recordings() {
+    close();
+}
+
+std::size_t Recordings::read(receivedFrame_t* frames, std::size_t n) {
+    if (fd == -1) {
+        open();
+        return 0;
+    }
+    std::size_t got = readBuffered(frames, n);
+    if (got > 0) {
+        return got;
+    }
+    input->fill();
+    if (recognise()) {
+        got = format->read(frames, n);
+    }
+    if (got == 0 && input->ended()) {
+        fail(input->error());
+        close();
+    }
+    return got;
+}
+
+/// Without waiting for the writer of a pipe: what has no data yet is not ready, and waited for like the rest.
+void Recordings::open() {
+    if (next == names.size()) {
+        return;
+    }
+    met.file = names[next++];
+    fd = met.file == "-" ? STDIN_FILENO : ::open(met.file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd == -1) {
+        fail(errno);
+        return;
+    }
+    input = std::make_unique<InputBlocks>(fd);
+}
+
+void Recordings::close() {
+    if (fd != -1 && fd != STDIN_FILENO) {
+        ::close(fd);
+    }
+    fd = -1;
+    format.reset();
+    input.reset();
+}
+
+/// True once the form is known. The first byte tells, but for records: there it takes two. A log may begin
+/// with a comment, or with what the logger lost before the first frame.
+bool Recordings::recognise() {
+    if (format || input->size() == 0) {
+        return format != nullptr;
+    }
+    const std::string_view text(input->begin(), input->size());
+    const auto byte = [text](std::size_t i) { return static_cast<std::uint8_t>(text[i]); };
+    if (byte(0) == record::sync0 && text.size() == 1 && !input->ended()) {
+        return false;
+    }
+    if (text[0] == '(' || text[0] == '#' || text.substr(0, 9) == "DROPCOUNT") {
+        format = std::make_unique<CandumpLog>(*input, interfaces, met);
+    } else if (byte(0) == record::sync0 && text.size() > 1 && byte(1) == record::sync1) {
+        format = std::make_unique<RecordFile>(*input, interfaces, met);
+    } else {
+        format = std::make_unique<FamilyText>(*input, interfaces, met);
+    }
+    return true;
+}
+
+void Recordings::fail(int errnum) {
+    if (errnum != 0) {
+        failed.push_back(met.file + ": " + errorText(errnum));
+    }
+}

@@ -1,0 +1,39 @@
+#include "libqvcheck/recordsource.h"
+
+#include <ctime>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+int RecordSource::open(const std::string& name) {
+    return ::open(name.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+}
+
+RecordSource::RecordSource(int _fd, const std::string& name, InterfaceTable& _interfaces)
+    : fd(_fd),
+      interface(_interfaces.indexOf(name)),
+      input(_fd) {}
+
+RecordSource::~RecordSource() {
+    close(fd);
+}
+
+std::size_t RecordSource::read(receivedFrame_t* frames, std::size_t n) {
+    std::size_t got = records.read(frames, n);
+    if (got == 0) {
+        fill();
+        got = records.read(frames, n);
+    }
+    for (std::size_t i = 0; i < got; ++i) {
+        frames[i].time = arrival;
+        frames[i].interface = interface;
+    }
+    return got;
+}
+
+void RecordSource::fill() {
+    input.fill();
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    arrival = std::int64_t{now.tv_sec} * 1000000000 + now.tv_nsec;
+}
