@@ -1,0 +1,34 @@
+#pragma once
+
+#include "libqvcheck/linkmessage.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+/// What rtnetlink tells of the host's network interfaces: each change at once, and everything on request. One
+/// socket, no privilege.
+class LinkStatus {
+public:
+    /// Without rtnetlink (`descriptor` is -1) it tells nothing.
+    LinkStatus();
+    ~LinkStatus();
+    LinkStatus(const LinkStatus&) = delete;
+    LinkStatus& operator=(const LinkStatus&) = delete;
+
+    int descriptor() const { return fd; }
+
+    /// Asks for all interfaces; `next` delivers the answers.
+    void request();
+
+    /// The next message about a CAN interface. Never blocks: false when there is none now.
+    bool next(linkMessage_t& message);
+
+private:
+    bool receive();
+
+    int fd;
+    std::vector<std::uint8_t> buffer;
+    std::size_t begin = 0; ///< of what is left in the buffer
+    std::size_t end = 0;
+};
