@@ -1,0 +1,236 @@
+#include "libqvcheck/summarytext.h"
+#include "libqvcheck/verdictline.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr std::int64_t ms = 1000000;
+
+/// A run of two streams to fill in.
+class SummaryTextTest : public testing::Test {
+protected:
+    SummaryTextTest() {
+        interfaces.indexOf("can1");
+        run.summary.duration = 60003112000;
+        run.summary.frames = 60800;
+        run.summary.pattern = 30000;
+        run.summary.streams.push_back(stream(1));
+    }
+
+    static streamSummary_t stream(std::uint16_t number) {
+        streamSummary_t made{};
+        made.number = number;
+        made.width = 11;
+        made.length = 64;
+        made.fd = true;
+        made.startKnown = true;
+        made.start = made.first = 1;
+        made.last = 0x7530;
+        made.totals.expected = made.totals.intact = 30000;
+        return made;
+    }
+
+    streamSummary_t& first() { return run.summary.streams.front(); }
+    std::string summary() { return summaryText(run, settings); }
+    std::string verdict() { return verdictLine(run, settings); }
+
+    demands_t demands;
+    Allowance allowance;
+    InterfaceTable interfaces;
+    runSettings_t settings{demands, allowance, interfaces, {}, {"run.log"}, true};
+    inputCounts_t input;
+    runEnd_t run{{}, V_PASS, "end of input", true, &input, {}};
+};
+
+const std::string tableHead =
+    "\nstream  kind                 start       first        last    expected    intact  corrupted  lost  "
+    "repeated  reordered\n";
+
+} // namespace
+
+TEST_F(SummaryTextTest, OfACleanRunIsItsHeadAndItsTable) {
+    EXPECT_EQ(summary(), "run.log, 60.003 s, 60,800 frames, end of input\n" + tableHead +
+                             "s1      FD 64, standard      001             1        7530      30,000    "
+                             "30,000          0     0         "
+                             "0          0\n\n");
+    EXPECT_EQ(verdict(), "PASS: 30,000 frames, none lost, repeated, reordered or corrupted");
+}
+
+TEST_F(SummaryTextTest, HasARowForEachThingThereIsToSay) {
+    Histogram gaps;
+    gaps.add(1981000);
+    gaps.add(2019000);
+    first().gaps = &gaps;
+    first().rated = true;
+    first().ratePpm = 2.6;
+    first().jitter = 11000;
+    first().injection = {100, true, 299, 0, 1, 0};
+    first().totals.corrupted = 300;
+    first().totals.lost = 5;
+    first().causes[LC_QUEUE] = 3;
+    first().causes[LC_BEFORE] = 2;
+    first().totals.reordered = 4115;
+    first().totals.overtaken = 805;
+    first().maxExtent = 5;
+    first().maxLateTime = 20 * ms;
+    first().orderedByIdentifier = true;
+    first().totals.repeated = 1;
+    first().totals.corruptedRepeats = 2;
+    first().restarts = 1;
+    first().totals.stray = 2;
+    first().ambiguous = true;
+    run.summary.foreign = 812;
+    run.summary.foreignIdentifiers = 37;
+    run.summary.errorFrames = 1;
+    run.summary.furtherStreams = 9;
+    run.summary.streamsLeft = true;
+    run.summary.clockSteps = 2;
+    run.ended = "SIGINT";
+    input.broken = 1;
+    input.firstBroken = "run.log:12";
+    demands.gap = 2 * ms;
+    EXPECT_EQ(
+        summary(),
+        "run.log, 60.003 s, 60,800 frames, ended by SIGINT\n" + tableHead +
+            "s1*     FD 64, standard      001             1        7530      30,000    30,000        300     "
+            "5         1      4,115\n\n"
+            "corrupted   s1: 299 injected as told by -e 100, none missing, 1 lost, 1 besides\n"
+            "lost        s1: 3 this host, queue; 2 before this host\n"
+            "            on the sender: grep -c \"write error\", ip -s link (tx_dropped), txqueuelen 1000\n"
+            "reordered   s1: 4,115 frames, overtaken by 805, at most 5 frames and 20.000 ms late; all at the "
+            "identifier's wrap: a "
+            "controller that sends by identifier\n"
+            "besides     s1: 1 restart, 2 corrupted repeats, 2 stray\n"
+            "gap         s1: min 1.981  mean 2.000  p50 1.999  p90 2.019  p99 2.019  p99.9 2.019  max 2.019 "
+            "ms; told 2.000 ms, rate "
+            "+3 ppm, jitter 0.011 ms (RFC 3550)\n"
+            "input       1 line that cannot be read, the first is run.log:12\n"
+            "others      812 frames of others (37 identifiers), 1 error frame\n"
+            "            pattern frames of further streams: 9\n"
+            "            frames that look like a pattern, no stream\n"
+            "clock       2 steps\n"
+            "*           start identifiers that differ in the low byte keep streams apart\n");
+}
+
+TEST_F(SummaryTextTest, NamesTheInterfacesWhereThereAreSeveralAndTheStreamThatIsAnswered) {
+    interfaces.indexOf("can0");
+    run.summary.streams.push_back(stream(2));
+    run.summary.streams[1].interface = 1;
+    run.summary.streams[1].role = SR_ANSWER;
+    pairSummary_t pair{};
+    pair.direct = 1;
+    pair.answers = 2;
+    pair.unanswered = 928;
+    pair.queueHint = true;
+    run.summary.pairs.push_back(pair);
+    const std::string text = summary();
+    EXPECT_NE(text.find("s1      can1       FD 64, standard "), std::string::npos) << text;
+    EXPECT_NE(text.find("s2      can0       answers to s1 "), std::string::npos) << text;
+    EXPECT_NE(text.find("round trip  s1: 928 unanswered; the answering node's receive queue was full: "
+                        "net.core.rmem_default there\n"),
+              std::string::npos)
+        << text;
+}
+
+TEST_F(SummaryTextTest, SaysWhenCorruptionsLookInjected) {
+    first().injection = {7, false, 374, 0, 0, 0};
+    first().totals.corrupted = 374;
+    EXPECT_NE(summary().find("corrupted   s1: looks like -e 7: 374 of 374 corrupted frames fit\n"),
+              std::string::npos);
+}
+
+TEST_F(SummaryTextTest, SumsUpTheStreamsBehindTheTwentieth) {
+    for (std::uint16_t number = 2; number <= 23; ++number) {
+        run.summary.streams.push_back(stream(number));
+    }
+    const std::string text = summary();
+    EXPECT_NE(text.find("\ns20 "), std::string::npos);
+    EXPECT_EQ(text.find("\ns21 "), std::string::npos);
+    EXPECT_NE(
+        text.find(
+            "\n3 more                                                          90,000    90,000          0"),
+        std::string::npos)
+        << text;
+}
+
+TEST_F(SummaryTextTest, OfAnEmptyRunIsItsHead) {
+    run.summary = {};
+    settings.inputs = {"-", "a\nb"};
+    EXPECT_EQ(summary(), "standard input, a?b, 0.000 s, 0 frames, end of input\n");
+}
+
+TEST_F(SummaryTextTest, EndsWithTheVerdict) {
+    auto& findings = run.summary.findings;
+    first().totals.injected = 300;
+    EXPECT_EQ(verdict(), "PASS: 30,000 frames, none lost, repeated or reordered; 300 corrupted as told");
+    first().totals.injected = 0;
+    findings[FK_FOREIGN] = 3;
+    EXPECT_EQ(verdict(), "PASS: 30,000 frames, none lost, repeated, reordered or corrupted");
+    findings[FK_REORDERED] = 4;
+    findings[FK_OVERRUN] = 2;
+    EXPECT_EQ(verdict(), "PASS: 30,000 frames; allowed: 4 reordered, 2 dropped by the logger");
+
+    run.verdict = V_FAIL;
+    EXPECT_EQ(verdict(), "FAIL: 4 frames reordered; and 2 frames dropped by the logger");
+    settings.recorded = false;
+    findings.fill(1);
+    EXPECT_EQ(verdict(),
+              "FAIL: 1 frame lost, 1 frame repeated, 1 frame reordered, 1 frame late, 1 frame corrupted, 1 "
+              "frame not corrupted as told, "
+              "1 frame of another format, 1 restart, 1 jump, 1 stray frame, 1 gap too long, 1 stream absent, "
+              "1 frame too many, 1 answer "
+              "missing, 1 answer slow, 1 answer early, 1 gap out of pace; and 1 frame dropped by this host");
+
+    run.verdict = V_NO_PATTERN;
+    EXPECT_EQ(verdict(), "NO PATTERN: 60,800 frames, none of a pattern");
+}
+
+TEST_F(SummaryTextTest, EndsWithWhatKeptTheCheckFromBeingWhole) {
+    run.verdict = V_INCOMPLETE;
+    run.summary.furtherStreams = 12;
+    EXPECT_EQ(verdict(), "INCOMPLETE: no room for further streams, 12 frames not judged");
+    run.summary.findings[FK_OVERRUN] = 1722;
+    EXPECT_EQ(verdict(), "INCOMPLETE: 1,722 frames dropped by the logger, nothing else wrong");
+    input.frames = 98;
+    input.broken = 2;
+    input.firstBroken = "run.log:3";
+    EXPECT_EQ(verdict(), "INCOMPLETE: 2 lines of 100 cannot be read, the first is run.log:3");
+    run.failures = {"other.log: No such file or directory"};
+    EXPECT_EQ(verdict(), "INCOMPLETE: other.log: No such file or directory");
+}
+
+TEST(BrokenLines, AreTooManyFromTwoInAHundred) {
+    inputCounts_t counts;
+    EXPECT_FALSE(isTooBroken(counts));
+    counts.frames = 99;
+    counts.broken = 1;
+    EXPECT_FALSE(isTooBroken(counts));
+    counts.frames = 98;
+    EXPECT_TRUE(isTooBroken(counts));
+}
+
+TEST_F(SummaryTextTest, GivesAnIntervalInOneLine) {
+    intervalSummary_t piece{};
+    piece.stream = 1;
+    piece.begin = 60000 * ms;
+    piece.end = 120000 * ms;
+    piece.frames = 30000;
+    piece.totals.corrupted = piece.totals.injected = 300;
+    piece.gapCount = 29000;
+    piece.gapP99 = 2034000;
+    piece.gapMax = 9772000;
+    EXPECT_EQ(intervalText(piece), "[   60.0 -     120.0] s1  30000 frames  500.0/s  lost 0 repeated 0 "
+                                   "reordered 0 corrupted 300 (injected 300) "
+                                   "open 0  gap p99 2.034 max 9.772 ms");
+    piece.totals.corruptedRepeats = 2;
+    EXPECT_NE(intervalText(piece).find("corrupted 300 (injected 300) corrupted repeats 2 open 0"),
+              std::string::npos);
+}
+
+TEST(DateText, GivesADateOnlyWhereTheClockHasOne) {
+    EXPECT_EQ(dateText(1795277800179105999, 'T'), "2026-11-21T16:16:40.179105Z");
+    EXPECT_EQ(dateText(1795277800179105999, ' '), "2026-11-21 16:16:40 UTC");
+    EXPECT_EQ(dateText(86399999999000, 'T'), "");
+    EXPECT_EQ(dateText(receivedFrame_t::noTime, ' '), "");
+}
