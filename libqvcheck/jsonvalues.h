@@ -1,0 +1,66 @@
+#pragma once
+
+// The JSON library, which takes longer to compile than all else together, and what it lacks. Only
+// jsonreport.cpp includes this.
+
+#include "libqvcheck/numbertext.h"
+#include "libqvcheck/report.h"
+
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// The parts of a report in JSON.
+namespace inJson {
+
+using json = nlohmann::ordered_json;
+
+/// A number with a fixed count of digits, which the library cannot write: a text behind a mark that no other
+/// text begins with, since control characters are replaced in all of them.
+inline constexpr char numberMark = '\1';
+inline constexpr const char* writtenMark = "\"\\u0001";
+
+inline json decimal(const std::string& digits) {
+    return numberMark + digits;
+}
+
+inline json seconds(std::int64_t ns) {
+    return decimal(secondsText(ns, 9));
+}
+
+inline json text(std::string_view from) {
+    return printable(from);
+}
+
+inline void write(std::ostream& out, const json& object) {
+    // Names from outside need not be UTF-8.
+    std::string line = object.dump(-1, ' ', false, json::error_handler_t::replace);
+    const std::string_view mark = writtenMark;
+    for (std::size_t at = line.find(mark); at != std::string::npos; at = line.find(mark, at)) {
+        line.erase(at, mark.size());
+        line.erase(line.find('"', at), 1);
+    }
+    out << line << '\n';
+}
+
+inline std::string nameOf(std::uint16_t stream) {
+    return 's' + std::to_string(stream);
+}
+
+inline json namesOf(const std::vector<std::string>& names) {
+    json array = json::array();
+    for (const std::string& name : names) {
+        array.push_back(text(name));
+    }
+    return array;
+}
+
+inline json dateOf(std::int64_t stamp) {
+    const std::string date = dateText(stamp, 'T');
+    return date.empty() ? json(nullptr) : json(date);
+}
+
+} // namespace inJson
