@@ -1,0 +1,63 @@
+#pragma once
+
+#include "libqvcheck/demands.h"
+#include "libqvcheck/verdict.h"
+#include "libqvutil/options.h"
+#include "libqvutil/unit.h"
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// The options and operands of one check. Reading prints nothing.
+///
+/// Stricter than the sender's: a judge that misreads its orders is worth nothing. What is no number, or no
+/// time, is refused.
+struct CheckCommandLine {
+    enum outcome_t {
+        RUN,
+        HELP, ///< -h was met; options behind it were not looked at
+    };
+
+    /// The table of the options.
+    static Options options();
+
+    /// Reads the argument vector with `table`. Throws std::invalid_argument, with the text for the user, for
+    /// a wrong one.
+    outcome_t read(Options& table, int argc, char** argv);
+
+    demands_t demands;
+    Allowance allowance;
+    std::vector<std::string> devices; ///< interfaces and device files; without files at least one
+    std::vector<std::string> files;   ///< recordings, "-" for standard input
+    std::int64_t duration = 0;        ///< ns after which the check ends; 0: it does not
+    std::int64_t idle = 0;            ///< ns without a frame of a pattern that end it; 0: none do
+    std::int64_t interval = 0;        ///< ns between lines on the interval; 0: none
+    std::vector<std::string> words;   ///< the whole command line
+    unsigned int verbose = 0;
+    unsigned int quiet = 0;
+    bool json = false;    ///< on standard output, in place of text
+    std::string jsonFile; ///< beside the text; empty: none
+    std::string dumpFile; ///< the frames around the findings; empty: none
+
+    /// The first finding of this kind ends the check. Of one that is allowed only when it was named for it.
+    bool stopsAt(findingKind_t kind) const {
+        return stopKinds[kind] || (stopAtAny && !allowance.allows(kind));
+    }
+
+private:
+    void takeStop(const char* list);
+    void take(int letter, const char* argument);
+    void takeAllowance(const char* list);
+    void takeJson(const char* file);
+    void takeDump(const char* file);
+    void refuseOverwriting() const;
+    void derive();
+
+    bool stopAtAny = false;
+    std::array<bool, FK_NUM> stopKinds{};
+    std::optional<unit_t<std::uint64_t>> gapUnit;
+    std::optional<unit_t<std::uint64_t>> jitterUnit;
+};

@@ -1,0 +1,96 @@
+#include "qvtools/waitset.h"
+
+#include "libqvutil/exception.h"
+#include "libqvutil/utility.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <string>
+
+#include <sys/epoll.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr std::uint32_t timerTag = UINT32_MAX;
+constexpr int most = 16; ///< descriptors to a wait
+
+int opened(int fd, const char* call) {
+    if (fd == -1) {
+        const int savedErrno = errno;
+        throw QVException(std::string(call) + ": " + errorText(savedErrno));
+    }
+    return fd;
+}
+
+} // namespace
+
+WaitSet::WaitSet()
+    : epoll(opened(epoll_create1(EPOLL_CLOEXEC), "epoll_create1")),
+      timer(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK)) {
+    try {
+        add(opened(timer, "timerfd_create"), timerTag);
+    } catch (...) {
+        close(epoll);
+        throw;
+    }
+}
+
+WaitSet::~WaitSet() {
+    close(timer);
+    close(epoll);
+}
+
+void WaitSet::add(int fd, std::uint32_t tag) {
+    epoll_event event{};
+    event.events = EPOLLIN;
+    event.data.u32 = tag;
+    if (fd == -1 || epoll_ctl(epoll, EPOLL_CTL_ADD, fd, &event) == 0) {
+        return;
+    }
+    if (errno != EPERM) { // that is what epoll_ctl(2) says of a regular file
+        opened(-1, "epoll_ctl");
+    }
+    files.push_back(tag);
+}
+
+void WaitSet::remove(int fd, std::uint32_t tag) {
+    epoll_ctl(epoll, EPOLL_CTL_DEL, fd, nullptr);
+    files.erase(std::remove(files.begin(), files.end(), tag), files.end());
+}
+
+const WaitSet::tags_t& WaitSet::wait(std::int64_t moment) {
+    if (moment < armed || expired) {
+        arm(moment);
+    }
+    epoll_event events[most];
+    const int n = epoll_wait(epoll, events, most, files.empty() ? -1 : 0);
+    ready.assign(files.begin(), files.end());
+    for (int i = 0; i < n; ++i) {
+        const std::uint32_t tag = events[i].data.u32;
+        if (tag == timerTag) {
+            expired = true;
+        } else {
+            ready.push_back(tag);
+        }
+    }
+    if (ready.size() > 1) {
+        std::sort(ready.begin(), ready.end());
+    }
+    return ready;
+}
+
+/// A moment that has moved on does not set the timer anew each time: one wake-up too many costs less.
+void WaitSet::arm(std::int64_t moment) {
+    constexpr std::int64_t nsPerSecond = 1000000000;
+    itimerspec setting{};
+    if (moment != NEVER) {
+        const std::int64_t at = std::max<std::int64_t>(moment, 1); // 0 would stop it
+        setting.it_value.tv_sec = static_cast<time_t>(at / nsPerSecond);
+        setting.it_value.tv_nsec = static_cast<long>(at % nsPerSecond);
+    }
+    timerfd_settime(timer, TFD_TIMER_ABSTIME, &setting, nullptr);
+    armed = moment;
+    expired = false;
+}
