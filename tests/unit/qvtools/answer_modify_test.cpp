@@ -33,7 +33,7 @@ TEST_P(AnswerKind, InvertsThePayloadBelowTheLengthCodeAndChangesNothingElse) {
     for (std::uint8_t length = 0; length <= 64; ++length) {
         const CANExtTraceMessage before = message(length);
         CANExtTraceMessage answer = before;
-        CanDeviceDoor::modify(answer, CanDevice::A_YES);
+        CanDeviceTestAccess::modify(answer, CanDevice::A_YES);
 
         EXPECT_EQ(answer.getCanId(), extended ? 0x1FFFFEDCU : 0x6DCU);
         for (int i = 0; i < 64; ++i) {
@@ -56,7 +56,7 @@ TEST_P(AnswerKind, IsLeftAloneWithoutAnAnswer) {
         byteVec_t before;
         byteVec_t after;
         answer.createByteArray(before, true, true);
-        CanDeviceDoor::modify(answer, CanDevice::A_NO);
+        CanDeviceTestAccess::modify(answer, CanDevice::A_NO);
         answer.createByteArray(after, true, true);
 
         EXPECT_EQ(after, before);
@@ -66,8 +66,8 @@ TEST_P(AnswerKind, IsLeftAloneWithoutAnAnswer) {
 TEST_P(AnswerKind, IsItselfAgainWhenTheAnswerIsAnswered) {
     for (std::uint8_t length = 0; length <= 64; ++length) {
         CANExtTraceMessage answer = message(length);
-        CanDeviceDoor::modify(answer, CanDevice::A_YES);
-        CanDeviceDoor::modify(answer, CanDevice::A_YES);
+        CanDeviceTestAccess::modify(answer, CanDevice::A_YES);
+        CanDeviceTestAccess::modify(answer, CanDevice::A_YES);
         byteVec_t before;
         byteVec_t after;
         message(length).createByteArray(before, true, true);
@@ -101,7 +101,7 @@ class AnswerIdentifier : public testing::TestWithParam<identifier_t> {};
 
 TEST_P(AnswerIdentifier, IsTheComplementWithinItsWidth) {
     CANExtTraceMessage answer = messageOf(GetParam().width, GetParam().canId, 0);
-    CanDeviceDoor::modify(answer, CanDevice::A_YES);
+    CanDeviceTestAccess::modify(answer, CanDevice::A_YES);
 
     EXPECT_EQ(answer.getCanId(), GetParam().answer);
 }

@@ -40,7 +40,7 @@ protected:
         if (!device) {
             open(verbose);
         }
-        return captured([&] { EXPECT_THROW(CanDeviceDoor::sendAnswers(*device), leave_t); });
+        return captured([&] { EXPECT_THROW(CanDeviceTestAccess::sendAnswers(*device), leave_t); });
     }
 
     /// The record of the answer to `frameRecord(canId)`.
@@ -143,7 +143,7 @@ TEST_F(AnswerRecords, AreNotLostWhenTheReadersFirstLookThrows) {
         }
         return result;
     };
-    EXPECT_THROW(CanDeviceDoor::sendAnswers(*device), std::bad_alloc);
+    EXPECT_THROW(CanDeviceTestAccess::sendAnswers(*device), std::bad_alloc);
     failure.reset();
     EXPECT_EQ(sent.size(), 1U);
     run();
@@ -170,8 +170,20 @@ TEST_F(AnswerRecords, AreDeletedOnEveryPath) {
     };
     captured([&] {
         const std::ptrdiff_t before = allocations::live();
-        EXPECT_THROW(CanDeviceDoor::sendAnswers(*device), std::bad_alloc);
+        EXPECT_THROW(CanDeviceTestAccess::sendAnswers(*device), std::bad_alloc);
         EXPECT_EQ(allocations::live(), before);
     });
     EXPECT_EQ(writes, 2);
+}
+
+TEST_F(AnswerRecords, SayUnderTheLogLockAloneThatTheyIgnoreTheirOwn) {
+    chunks.push_back(recordOf(triple(CF_TXMESSAGE, 0x123)));
+    open(2);
+    const LockProbe out(std::cout);
+    EXPECT_THROW(CanDeviceTestAccess::sendAnswers(*device), leave_t);
+
+    ASSERT_FALSE(out.pieces.empty());
+    const LockProbe::piece_t& last = out.pieces.back();
+    EXPECT_EQ(last.text, "[DEBUG] BZ::sendAnswers() ignore TX message\n");
+    EXPECT_TRUE(last.locks.log && !last.locks.device);
 }

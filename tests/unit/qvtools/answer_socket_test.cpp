@@ -53,7 +53,7 @@ protected:
 
     Captured run(unsigned short verbose = 0) {
         settings.verbose = verbose;
-        return captured([&] { EXPECT_EQ(CanDeviceDoor::sendAnswers(*make()), -1); });
+        return captured([&] { EXPECT_EQ(CanDeviceTestAccess::sendAnswers(*make()), -1); });
     }
 
     /// The bytes of a frame as they are sent.
@@ -197,7 +197,7 @@ TEST_F(AnswerMode, WritesItsReceivedLineWithoutALock) {
     const auto device = make();
     LockProbe out(std::cout);
     const LockProbe err(std::cerr);
-    CanDeviceDoor::sendAnswers(*device);
+    CanDeviceTestAccess::sendAnswers(*device);
 
     ASSERT_EQ(out.pieces.size(), 1U);
     EXPECT_EQ(out.pieces.front().text, "rcvd 12:34:56.000789 ch0 123#010203\n");
@@ -223,7 +223,7 @@ TEST_F(AnswerMode, DeletesEveryFrameAlsoWhenAnExceptionFlies) {
         captured([&] {
             const std::ptrdiff_t before = allocations::live();
             try {
-                EXPECT_EQ(CanDeviceDoor::sendAnswers(*device), -1);
+                EXPECT_EQ(CanDeviceTestAccess::sendAnswers(*device), -1);
                 EXPECT_FALSE(thrown);
             } catch (const std::bad_alloc&) {
                 EXPECT_TRUE(thrown);

@@ -34,7 +34,7 @@ protected:
         bool left = false;
         const Captured text = captured([&] {
             try {
-                CanDeviceDoor::threadCode(device);
+                CanDeviceTestAccess::threadCode(device);
             } catch (const leave_t&) {
                 left = true;
             }
@@ -78,7 +78,7 @@ std::string nameOf(int conditions) {
 
 TEST_P(CanDeviceDispatch, TakesTheFirstOfReceiveAnswerPatternSendAndElseReads) {
     set(GetParam());
-    const std::unique_ptr<CanDevice> device(CanDeviceDoor::makeWithFiles(settings));
+    const std::unique_ptr<CanDevice> device(CanDeviceTestAccess::makeWithFiles(settings));
     const std::string conditions = nameOf(GetParam());
 
     EXPECT_EQ(modeOf(*device),
@@ -101,7 +101,7 @@ namespace {
 class JustReading : public ScriptedDevice {
 protected:
     Captured run(CanDevice& device) {
-        return captured([&] { EXPECT_THROW(CanDeviceDoor::threadCode(device), leave_t); });
+        return captured([&] { EXPECT_THROW(CanDeviceTestAccess::threadCode(device), leave_t); });
     }
 };
 
@@ -136,7 +136,7 @@ TEST_F(JustReading, WritesItsLineWithoutTheLogLock) {
     system.read = [](int, void*, std::size_t) -> ssize_t { throw leave_t(); };
     const auto device = make();
     const LockProbe probe(std::cout);
-    EXPECT_THROW(CanDeviceDoor::threadCode(*device), leave_t);
+    EXPECT_THROW(CanDeviceTestAccess::threadCode(*device), leave_t);
 
     ASSERT_EQ(probe.pieces.size(), 1U);
     EXPECT_EQ(probe.pieces.front().text, readingLine);

@@ -53,9 +53,9 @@ TEST_P(CanDeviceJitter, IsCutToTheGapWithoutAWord) {
     settings.timegap = GetParam().timegap;
     settings.jitter = GetParam().jitter;
     const Captured text = captured([&] {
-        const auto device = make(3);
-        EXPECT_EQ(CanDeviceDoor::timegap(*device), GetParam().timegap);
-        EXPECT_EQ(CanDeviceDoor::jitter(*device), GetParam().kept);
+        const auto kept = CanDeviceTestAccess::settingsOf(*make(3));
+        EXPECT_EQ(kept.timegap, GetParam().timegap);
+        EXPECT_EQ(kept.jitter, GetParam().kept);
     });
 
     EXPECT_EQ(text.out + text.err, "");
@@ -81,33 +81,33 @@ TEST_F(CanDeviceObject, KeepsWhatItIsGiven) {
     settings.brs = true;
     settings.canId = 0xE0000001;
     settings.channel = 255;
-    const auto device = make();
+    const auto kept = CanDeviceTestAccess::settingsOf(*make());
 
-    EXPECT_EQ(CanDeviceDoor::fd(*device), descriptor);
-    EXPECT_FALSE(CanDeviceDoor::network(*device));
-    EXPECT_EQ(CanDeviceDoor::verbose(*device), 65535);
-    EXPECT_EQ(CanDeviceDoor::answer(*device), CanDevice::A_YES);
-    EXPECT_TRUE(CanDeviceDoor::pattern(*device));
-    EXPECT_EQ(CanDeviceDoor::errnum(*device), 0xFFFFFFFF);
-    EXPECT_EQ(CanDeviceDoor::loop(*device), 0xFFFFFFFE);
-    EXPECT_TRUE(CanDeviceDoor::canFd(*device));
-    EXPECT_TRUE(CanDeviceDoor::brs(*device));
-    EXPECT_EQ(CanDeviceDoor::canId(*device), 0xE0000001);
-    EXPECT_EQ(CanDeviceDoor::channel(*device), 255);
+    EXPECT_EQ(kept.fd, descriptor);
+    EXPECT_FALSE(kept.network);
+    EXPECT_EQ(kept.verbose, 65535);
+    EXPECT_EQ(kept.answer, CanDevice::A_YES);
+    EXPECT_TRUE(kept.pattern);
+    EXPECT_EQ(kept.errnum, 0xFFFFFFFF);
+    EXPECT_EQ(kept.loop, 0xFFFFFFFE);
+    EXPECT_TRUE(kept.canFd);
+    EXPECT_TRUE(kept.brs);
+    EXPECT_EQ(kept.canId, 0xE0000001);
+    EXPECT_EQ(kept.channel, 255);
 }
 
 TEST_F(CanDeviceObject, AcceptsTheFileNamesAndDropsThem) {
     settings.readFileName = "received";
     settings.sendFileName = "sent";
-    const auto device = make();
+    const auto kept = CanDeviceTestAccess::settingsOf(*make());
 
-    EXPECT_EQ(CanDeviceDoor::readFileName(*device), "");
-    EXPECT_EQ(CanDeviceDoor::sendFileName(*device), "");
+    EXPECT_EQ(kept.readFileName, "");
+    EXPECT_EQ(kept.sendFileName, "");
 }
 
 TEST_F(CanDeviceObject, StartsWithAnEmptyPatternMessage) {
     const auto device = make();
-    const CANExtTraceMessage& message = CanDeviceDoor::patternMsg(*device);
+    const CANExtTraceMessage& message = CanDeviceTestAccess::patternMsg(*device);
 
     EXPECT_EQ(message.getMessageId(), MSGID_CAN_EXT);
     EXPECT_EQ(message.getTimeStamp(), 0U);
@@ -178,11 +178,37 @@ TEST_F(CanDeviceObject, OfTheNetworkBuildLeavesTheTraceBufferWithoutDescriptorAn
         readFrom = fd;
         return 0;
     };
-    auto& buffer = const_cast<TraceMessageBuffer&>(CanDeviceDoor::buffer(*device));
-    const Captured text = captured([&] { buffer.read(); });
+    auto& buffer = const_cast<TraceMessageBuffer&>(CanDeviceTestAccess::buffer(*device));
+    const Captured text = captured([&] {
+        buffer.read();
+        buffer.getNextMessage(); // says what was read, if its debug flag is set
+    });
 
     EXPECT_EQ(readFrom, -1);
     EXPECT_EQ(text.out, "");
+}
+
+TEST_F(CanDeviceObject, ThatCannotBeConstructedLeavesTheDescriptorOpen) {
+    settings.network = false;
+    settings.readFileName = std::string(100, 'x'); // a copy takes memory
+    int closed = 0;
+    system.close = [&closed](int) {
+        ++closed;
+        return 0;
+    };
+    std::size_t thrown = 0;
+    bool reached = true;
+    for (std::size_t nth = 1; reached; ++nth) {
+        const allocations::FailNth failure(nth);
+        try {
+            const std::unique_ptr<CanDevice> device(CanDeviceTestAccess::makeWithFiles(settings));
+        } catch (const std::bad_alloc&) {
+            ++thrown;
+        }
+        reached = failure.failed();
+    }
+    EXPECT_GT(thrown, 1U) << "more than the object itself takes memory";
+    EXPECT_EQ(closed, 1) << "by the one that was constructed";
 }
 
 TEST_F(CanDeviceObject, OfTheFileBuildMakesTheMessageKindsKnown) {

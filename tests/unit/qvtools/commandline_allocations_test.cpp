@@ -2,7 +2,7 @@
 
 #include "tests/fakes/allocations.h"
 #include "tests/fakes/arguments.h"
-#include "tests/fakes/candevicedoor.h"
+#include "tests/fakes/candevicetestaccess.h"
 #include "tests/fakes/captured.h"
 #include "tests/unit/qvtools/setupsystem.h"
 

@@ -2,7 +2,7 @@
 // share.
 
 #include "tests/fakes/arguments.h"
-#include "tests/fakes/candevicedoor.h"
+#include "tests/fakes/candevicetestaccess.h"
 #include "tests/fakes/captured.h"
 #include "tests/unit/qvtools/setupsystem.h"
 
@@ -24,7 +24,7 @@ std::vector<canid_t> identifiersOf(const std::vector<std::string>& options) {
     captured([&] {
         const SetupSystem system;
         for (const auto& device : parse(options)) {
-            identifiers.push_back(CanDeviceDoor::canId(*device));
+            identifiers.push_back(CanDeviceTestAccess::settingsOf(*device).canId);
         }
     });
     return identifiers;
@@ -39,20 +39,20 @@ TEST(CommandLineDevices, WithoutOptionsThereIsOneWithTheDefaults) {
         const CanDevice::devices_t devices = parse({});
         calls = system.calls;
         ASSERT_EQ(devices.size(), 1U);
-        const CanDevice& device = *devices.front();
-        EXPECT_TRUE(CanDeviceDoor::network(device));
-        EXPECT_EQ(CanDeviceDoor::fd(device), SetupSystem::descriptor);
-        EXPECT_EQ(CanDeviceDoor::verbose(device), 0);
-        EXPECT_EQ(CanDeviceDoor::answer(device), CanDevice::A_NO);
-        EXPECT_FALSE(CanDeviceDoor::pattern(device));
-        EXPECT_EQ(CanDeviceDoor::errnum(device), 0U);
-        EXPECT_EQ(CanDeviceDoor::loop(device), 1U);
-        EXPECT_EQ(CanDeviceDoor::channel(device), 0);
-        EXPECT_FALSE(CanDeviceDoor::canFd(device));
-        EXPECT_FALSE(CanDeviceDoor::brs(device));
-        EXPECT_EQ(CanDeviceDoor::canId(device), 1U);
-        EXPECT_EQ(CanDeviceDoor::timegap(device), 100000U);
-        EXPECT_EQ(CanDeviceDoor::jitter(device), 99999U);
+        const auto kept = CanDeviceTestAccess::settingsOf(*devices.front());
+        EXPECT_TRUE(kept.network);
+        EXPECT_EQ(kept.fd, SetupSystem::descriptor);
+        EXPECT_EQ(kept.verbose, 0);
+        EXPECT_EQ(kept.answer, CanDevice::A_NO);
+        EXPECT_FALSE(kept.pattern);
+        EXPECT_EQ(kept.errnum, 0U);
+        EXPECT_EQ(kept.loop, 1U);
+        EXPECT_EQ(kept.channel, 0);
+        EXPECT_FALSE(kept.canFd);
+        EXPECT_FALSE(kept.brs);
+        EXPECT_EQ(kept.canId, 1U);
+        EXPECT_EQ(kept.timegap, 100000U);
+        EXPECT_EQ(kept.jitter, 99999U);
     });
 
     EXPECT_EQ(text.out + text.err, "");
@@ -67,20 +67,20 @@ TEST(CommandLineDevices, GetEverySettingOfTheLine) {
             parse({"-a", "-p", "-b", "-v", "-l", "9",  "-c", "3",  "-i",  "0x80000123", "-t",
                    "20", "-j", "4",  "-e", "11", "-r", "in", "-s", "out", "-d",         "can5"});
         ASSERT_EQ(devices.size(), 1U);
-        const CanDevice& device = *devices.front();
-        EXPECT_EQ(CanDeviceDoor::verbose(device), 1);
-        EXPECT_EQ(CanDeviceDoor::answer(device), CanDevice::A_YES);
-        EXPECT_TRUE(CanDeviceDoor::pattern(device));
-        EXPECT_EQ(CanDeviceDoor::errnum(device), 11U);
-        EXPECT_EQ(CanDeviceDoor::loop(device), 9U);
-        EXPECT_EQ(CanDeviceDoor::channel(device), 3);
-        EXPECT_TRUE(CanDeviceDoor::canFd(device));
-        EXPECT_TRUE(CanDeviceDoor::brs(device));
-        EXPECT_EQ(CanDeviceDoor::canId(device), 0x80000123U);
-        EXPECT_EQ(CanDeviceDoor::timegap(device), 20U);
-        EXPECT_EQ(CanDeviceDoor::jitter(device), 4U);
-        EXPECT_EQ(CanDeviceDoor::readFileName(device), "") << "the receive mode stays dormant";
-        EXPECT_EQ(CanDeviceDoor::sendFileName(device), "") << "the file sender stays dormant";
+        const auto kept = CanDeviceTestAccess::settingsOf(*devices.front());
+        EXPECT_EQ(kept.verbose, 1);
+        EXPECT_EQ(kept.answer, CanDevice::A_YES);
+        EXPECT_TRUE(kept.pattern);
+        EXPECT_EQ(kept.errnum, 11U);
+        EXPECT_EQ(kept.loop, 9U);
+        EXPECT_EQ(kept.channel, 3);
+        EXPECT_TRUE(kept.canFd);
+        EXPECT_TRUE(kept.brs);
+        EXPECT_EQ(kept.canId, 0x80000123U);
+        EXPECT_EQ(kept.timegap, 20U);
+        EXPECT_EQ(kept.jitter, 4U);
+        EXPECT_EQ(kept.readFileName, "") << "the receive mode stays dormant";
+        EXPECT_EQ(kept.sendFileName, "") << "the file sender stays dormant";
         EXPECT_EQ(system.calls.at(2), "ioctl(7, 35123, \"can5\")");
     });
 }
@@ -90,8 +90,8 @@ TEST(CommandLineDevices, TheFdOptionDoesNotSwitchTheBitRate) {
         const SetupSystem system;
         const CanDevice::devices_t devices = parse({"-f"});
         ASSERT_EQ(devices.size(), 1U);
-        EXPECT_TRUE(CanDeviceDoor::canFd(*devices.front()));
-        EXPECT_FALSE(CanDeviceDoor::brs(*devices.front()));
+        EXPECT_TRUE(CanDeviceTestAccess::settingsOf(*devices.front()).canFd);
+        EXPECT_FALSE(CanDeviceTestAccess::settingsOf(*devices.front()).brs);
     });
 }
 
@@ -118,7 +118,7 @@ TEST(CommandLineDevices, ShareOneDescriptorThatEachOfThemClosesOnce) {
         CanDevice::devices_t devices = parse({"-i", "7", "-i", "2", "-i", "7"});
         ASSERT_EQ(devices.size(), 3U);
         for (const auto& device : devices) {
-            EXPECT_EQ(CanDeviceDoor::fd(*device), 7);
+            EXPECT_EQ(CanDeviceTestAccess::settingsOf(*device).fd, 7);
         }
         EXPECT_EQ(system.count("socket"), 1U);
         EXPECT_EQ(system.count("close"), 0U);
@@ -135,7 +135,7 @@ TEST(CommandLineDevices, OfTheFileBuildReadTheSameFile) {
         SetupSystem system;
         CanDevice::devices_t devices = parse({"-i", "1", "-i", "2"}, false);
         ASSERT_EQ(devices.size(), 2U);
-        EXPECT_FALSE(CanDeviceDoor::network(*devices.front()));
+        EXPECT_FALSE(CanDeviceTestAccess::settingsOf(*devices.front()).network);
         EXPECT_EQ(system.count("open"), 1U);
         EXPECT_EQ(system.count("socket"), 0U);
         devices.clear();
@@ -150,16 +150,16 @@ TEST(CommandLineDevices, NothingOfACallIsLeftForTheNext) {
                "-d", "can5"});
         const CanDevice::devices_t devices = parse({});
         ASSERT_EQ(devices.size(), 1U);
-        const CanDevice& device = *devices.front();
-        EXPECT_EQ(CanDeviceDoor::verbose(device), 0);
-        EXPECT_EQ(CanDeviceDoor::answer(device), CanDevice::A_NO);
-        EXPECT_FALSE(CanDeviceDoor::pattern(device));
-        EXPECT_FALSE(CanDeviceDoor::canFd(device));
-        EXPECT_EQ(CanDeviceDoor::loop(device), 1U);
-        EXPECT_EQ(CanDeviceDoor::channel(device), 0);
-        EXPECT_EQ(CanDeviceDoor::canId(device), 1U);
-        EXPECT_EQ(CanDeviceDoor::timegap(device), 100000U);
-        EXPECT_EQ(CanDeviceDoor::errnum(device), 0U);
+        const auto kept = CanDeviceTestAccess::settingsOf(*devices.front());
+        EXPECT_EQ(kept.verbose, 0);
+        EXPECT_EQ(kept.answer, CanDevice::A_NO);
+        EXPECT_FALSE(kept.pattern);
+        EXPECT_FALSE(kept.canFd);
+        EXPECT_EQ(kept.loop, 1U);
+        EXPECT_EQ(kept.channel, 0);
+        EXPECT_EQ(kept.canId, 1U);
+        EXPECT_EQ(kept.timegap, 100000U);
+        EXPECT_EQ(kept.errnum, 0U);
         EXPECT_EQ(system.count("setlocale"), 2U) << "the locale is set at each call";
     });
 }

@@ -3,9 +3,11 @@
 #include "qvtools/candevice.h"
 #include "tests/fakes/arguments.h"
 #include "tests/fakes/captured.h"
+#include "tests/fakes/pieces.h"
 #include "tests/unit/qvtools/setupsystem.h"
 
 #include <clocale>
+#include <iostream>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -110,6 +112,43 @@ TEST(CommandLineUsage, ComesAfterTheLocale) {
 
     EXPECT_EQ(before, "");
     EXPECT_EQ(text.out, usageOf("qvcan"));
+}
+
+TEST(CommandLineUsage, IsWrittenInOneInsertionAndFlushed) {
+    Arguments arguments({"-h"});
+    const SetupSystem system;
+    const Pieces out(std::cout);
+    CanDevice::parse(arguments.count(), arguments.vector(), "can0", true);
+
+    EXPECT_EQ(out.all, std::vector<std::string>{usageOf("qvcan")});
+    EXPECT_EQ(out.flushes, 1U);
+}
+
+TEST(CommandLine, SetsTheLocaleBeforeTheOptionTableIsUpdatedAndBothBeforeTheFirstSystemCall) {
+    Arguments arguments({"-d", "can1"});
+    SetupSystem::calls_t calls;
+    captured([&] {
+        SetupSystem system;
+        system.onOptionsUpdate = [&system] { system.calls.emplace_back("update"); };
+        CanDevice::parse(arguments.count(), arguments.vector(), "can0", true);
+        calls = system.calls;
+    });
+    ASSERT_GT(calls.size(), 2U);
+    EXPECT_EQ(calls[0], setLocale);
+    EXPECT_EQ(calls[1], "update");
+}
+
+TEST(CommandLine, SetsTheProgramsNameWhateverFollows) {
+    for (const std::vector<std::string>& options :
+         {std::vector<std::string>{}, {"-x"}, {"-d", "sixteen_letters_"}, {"-vv"}}) {
+        Arguments arguments(options);
+        CanDevice::prog = nullptr;
+        captured([&] {
+            const SetupSystem system;
+            CanDevice::parse(arguments.count(), arguments.vector(), "can0", true);
+        });
+        EXPECT_STREQ(CanDevice::prog, "qvcan");
+    }
 }
 
 struct help_t {

@@ -2,7 +2,7 @@
 // others.
 
 #include "tests/fakes/arguments.h"
-#include "tests/fakes/candevicedoor.h"
+#include "tests/fakes/candevicetestaccess.h"
 #include "tests/fakes/captured.h"
 #include "tests/unit/qvtools/setupsystem.h"
 
@@ -17,20 +17,17 @@
 
 namespace {
 
-/// What the only device of the command line answers to `question`.
-template<typename Result>
-Result ask(const std::vector<std::string>& options, Result (*question)(const CanDevice&)) {
+/// The settings of the only device that the options make.
+CanDeviceTestAccess::settings_t settingsOf(const std::vector<std::string>& options) {
     Arguments arguments(options);
-    Result result{};
-    std::size_t n = 0;
+    CanDeviceTestAccess::settings_t settings;
     captured([&] {
         const SetupSystem system;
         const auto devices = CanDevice::parse(arguments.count(), arguments.vector(), "can0", true);
-        n = devices.size();
-        result = n == 1 ? question(*devices.front()) : Result{};
+        EXPECT_EQ(devices.size(), 1U);
+        settings = CanDeviceTestAccess::settingsOf(*devices.at(0));
     });
-    EXPECT_EQ(n, 1U);
-    return result;
+    return settings;
 }
 
 constexpr std::uint32_t allBits = 0xFFFFFFFF;
@@ -49,12 +46,12 @@ class CommandLineNumber : public testing::TestWithParam<number_t> {};
 TEST_P(CommandLineNumber, IsReadWithBaseZeroIn32Bits) {
     const number_t& row = GetParam();
 
-    EXPECT_EQ(ask({"-e", row.text}, CanDeviceDoor::errnum), row.value);
-    EXPECT_EQ(ask({"-i", row.text}, CanDeviceDoor::canId), row.value);
-    EXPECT_EQ(ask({"-c", row.text}, CanDeviceDoor::channel), row.value % 256);
+    EXPECT_EQ(settingsOf({"-e", row.text}).errnum, row.value);
+    EXPECT_EQ(settingsOf({"-i", row.text}).canId, row.value);
+    EXPECT_EQ(settingsOf({"-c", row.text}).channel, row.value % 256);
     // All bits set count as not given.
-    EXPECT_EQ(ask({"-l", row.text}, CanDeviceDoor::loop), row.value == allBits ? 1 : row.value);
-    EXPECT_EQ(ask({"-p", "-l", row.text}, CanDeviceDoor::loop), row.value == allBits ? 1024 : row.value);
+    EXPECT_EQ(settingsOf({"-l", row.text}).loop, row.value == allBits ? 1 : row.value);
+    EXPECT_EQ(settingsOf({"-p", "-l", row.text}).loop, row.value == allBits ? 1024 : row.value);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -90,8 +87,8 @@ struct time_row_t {
 class CommandLineTime : public testing::TestWithParam<time_row_t> {};
 
 TEST_P(CommandLineTime, BecomesMicrosecondsWithTheJitterBelowTheGap) {
-    EXPECT_EQ(ask(GetParam().options, CanDeviceDoor::timegap), GetParam().timegap);
-    EXPECT_EQ(ask(GetParam().options, CanDeviceDoor::jitter), GetParam().jitter);
+    EXPECT_EQ(settingsOf(GetParam().options).timegap, GetParam().timegap);
+    EXPECT_EQ(settingsOf(GetParam().options).jitter, GetParam().jitter);
 }
 
 constexpr std::uint64_t highest = 0xFFFFFFFFFFFFFFFF;
@@ -155,22 +152,22 @@ INSTANTIATE_TEST_SUITE_P(Jitter, CommandLineTime,
                          [](const auto& row) { return std::string(row.param.name); });
 
 TEST(CommandLineLoop, DependsOnThePatternAloneWhenNotGiven) {
-    EXPECT_EQ(ask({}, CanDeviceDoor::loop), 1U);
-    EXPECT_EQ(ask({"-p"}, CanDeviceDoor::loop), 1024U);
-    EXPECT_EQ(ask({"-p", "-s", "file", "-a"}, CanDeviceDoor::loop), 1024U);
-    EXPECT_EQ(ask({"-s", "file", "-a"}, CanDeviceDoor::loop), 1U);
+    EXPECT_EQ(settingsOf({}).loop, 1U);
+    EXPECT_EQ(settingsOf({"-p"}).loop, 1024U);
+    EXPECT_EQ(settingsOf({"-p", "-s", "file", "-a"}).loop, 1024U);
+    EXPECT_EQ(settingsOf({"-s", "file", "-a"}).loop, 1U);
 }
 
 TEST(CommandLineLoop, TheLaterOneCounts) {
-    EXPECT_EQ(ask({"-l", "5", "-l", "6"}, CanDeviceDoor::loop), 6U);
-    EXPECT_EQ(ask({"-l", "5", "-l", "99999999999"}, CanDeviceDoor::loop), 1U);
+    EXPECT_EQ(settingsOf({"-l", "5", "-l", "6"}).loop, 6U);
+    EXPECT_EQ(settingsOf({"-l", "5", "-l", "99999999999"}).loop, 1U);
 }
 
 TEST(CommandLineVerbosity, CountsItsLettersIn16Bits) {
-    EXPECT_EQ(ask({}, CanDeviceDoor::verbose), 0);
-    EXPECT_EQ(ask({"-v", "-vv", "--verbose"}, CanDeviceDoor::verbose), 4);
-    EXPECT_EQ(ask({"-" + std::string(65535, 'v')}, CanDeviceDoor::verbose), 65535);
-    EXPECT_EQ(ask({"-" + std::string(65537, 'v')}, CanDeviceDoor::verbose), 1);
+    EXPECT_EQ(settingsOf({}).verbose, 0);
+    EXPECT_EQ(settingsOf({"-v", "-vv", "--verbose"}).verbose, 4);
+    EXPECT_EQ(settingsOf({"-" + std::string(65535, 'v')}).verbose, 65535);
+    EXPECT_EQ(settingsOf({"-" + std::string(65537, 'v')}).verbose, 1);
 }
 
 class CommandLineBadPrefix : public testing::TestWithParam<std::vector<std::string>> {};

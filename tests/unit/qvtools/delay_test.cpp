@@ -38,7 +38,7 @@ TEST_P(Delay, SleepsTheGapSpreadByTheJitterOnceAndCutTo32Bits) {
         slept.push_back(std::int64_t{time->tv_sec} * 1000000 + time->tv_nsec / 1000);
         return 0;
     };
-    CanDeviceDoor::delay(*make());
+    CanDeviceTestAccess::delay(*make());
 
     EXPECT_EQ(slept, GetParam().micros == 0 ? std::vector<std::int64_t>()
                                             : std::vector<std::int64_t>{GetParam().micros});
@@ -68,7 +68,7 @@ TEST_F(ScriptedDevice, PausesOnWithTheRestAfterASignal) {
         *rest = {3, 0};
         return slept.size() == 1 ? EINTR : 0;
     };
-    CanDeviceDoor::delay(*make());
+    CanDeviceTestAccess::delay(*make());
 
     EXPECT_EQ(slept, std::vector<std::time_t>({5, 3}));
 }

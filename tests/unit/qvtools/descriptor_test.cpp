@@ -1,6 +1,6 @@
 // The set-up of the socket, call by call, as the kernel sees it.
 
-#include "tests/fakes/candevicedoor.h"
+#include "tests/fakes/candevicetestaccess.h"
 #include "tests/unit/qvtools/parsecall.h"
 
 #include <cerrno>
@@ -112,7 +112,7 @@ TEST(SocketSetUp, DevicesStillSendFdFramesWhereTheKernelRefusesThem) {
         const SetupSystem system(4, ENOPROTOOPT);
         const auto devices = CanDevice::parse(arguments.count(), arguments.vector(), "can0", true);
         ASSERT_EQ(devices.size(), 1U);
-        EXPECT_TRUE(CanDeviceDoor::canFd(*devices.front()));
+        EXPECT_TRUE(CanDeviceTestAccess::settingsOf(*devices.front()).canFd);
     });
 }
 

@@ -6,17 +6,23 @@
 #include "tests/fakes/captured.h"
 #include "tests/unit/qvtools/setupsystem.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <functional>
 #include <iostream>
+#include <memory>
 #include <new>
 #include <ostream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/select.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
@@ -83,13 +89,45 @@ TEST(Entry, UsesTheDefaultDeviceOfItsProgram) {
     EXPECT_EQ(countOf("open(other, 2)", run({"-d", "other"}, false, noThreads).calls), 1U);
 }
 
-TEST(Entry, EndsWithZeroWhenNoThreadCouldBeCreated) {
-    const end_t end = run({}, true, [](SetupSystem& system) {
+TEST(Entry, SaysWhyAndEndsWithOneWhenAThreadCouldNotBeCreated) {
+    const end_t end = run({"-i", "1", "-i", "2"}, true, [](SetupSystem& system) {
         system.pthread_create = [](pthread_t*, void* (*)(void*), void*) { return EAGAIN; };
     });
 
-    EXPECT_EQ(end.status, 0) << "start reports nothing";
-    EXPECT_EQ(end.text.out + end.text.err, "");
+    EXPECT_EQ(end.status, 1);
+    EXPECT_EQ(end.text.out, "");
+    const std::string line = "[ERROR] Cannot create a thread: Resource temporarily unavailable\n";
+    EXPECT_EQ(end.text.err, line + line) << "one for each";
+}
+
+TEST(Entry, EndsWithOneWhenAnExceptionEndedAThread) {
+    const end_t end = run({"-a", "-i", "1", "-i", "2"}, true, [](SetupSystem& system) {
+        system.read = [reads = std::make_shared<std::atomic<int>>(0)](int, void*, std::size_t) -> ssize_t {
+            if (++*reads == 1) {
+                throw std::runtime_error("the reason");
+            }
+            errno = ENODEV;
+            return -1;
+        };
+    });
+
+    EXPECT_EQ(end.status, 1);
+    EXPECT_NE(end.text.err.find("[ERROR] BZ::threadCode() the reason\n"), std::string::npos);
+    EXPECT_NE(end.text.err.find("read error: No such device\n"), std::string::npos) << "the other went on";
+}
+
+TEST(Entry, EndsWithOneWhenNoSetCanHoldTheDescriptor) {
+    const end_t end = run({"-p"}, true, [](SetupSystem& system) {
+        system.socket = [](int, int, int) { return static_cast<int>(FD_SETSIZE); };
+        system.ioctl = [](int, unsigned long, void*) { return 0; };
+        system.setsockopt = [](int, int, int, const void*, socklen_t) { return 0; };
+        system.bind = [](int, const sockaddr*, socklen_t) { return 0; };
+    });
+
+    EXPECT_EQ(end.status, 1);
+    EXPECT_EQ(end.text.err,
+              "[ERROR] BZ::threadCode() file descriptor 1024 is outside of what select can wait "
+              "for (0 to 1023)\n");
 }
 
 TEST(Entry, ShowsTheUsageOnceAndEndsWithZeroAfterHelp) {
@@ -204,7 +242,7 @@ TEST(Entry, RunsOnTheDefaultsWithoutAnyArgumentNotEvenAName) {
         EXPECT_EQ(system.count("socket"), 1U);
     });
 
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(status, 1) << "no thread was created";
 }
 
 TEST(Entry, KeepsNothingOfACallForTheNext) {
@@ -238,12 +276,44 @@ bool isNullDevice(int fd) {
     _exit(status == 1 && (filled & mask) == mask ? 0 : 1);
 }
 
+/// The same where there is no /dev/null: the places must be taken, and neither give nor take a byte.
+[[noreturn]] void runWithoutNullDevice(int mask) {
+    FakeSystem system;
+    system.open = [](const char* path, int flags) {
+        if (std::string(path) == "/dev/null") {
+            errno = ENOENT;
+            return -1;
+        }
+        return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags));
+    };
+    for (int fd = 0; fd < 3; ++fd) {
+        if ((mask & 1 << fd) != 0) {
+            close(fd);
+        }
+    }
+    Arguments arguments({"-x"});
+    const int status = runTool(arguments.count(), arguments.vector(), "can0", true);
+    bool right = status == 1;
+    for (int fd = 0; fd < 3; ++fd) {
+        char byte = 0;
+        if ((mask & 1 << fd) != 0) {
+            right =
+                right && fcntl(fd, F_GETFD) != -1 && write(fd, &byte, 1) == -1 && read(fd, &byte, 1) == -1;
+        }
+    }
+    _exit(right ? 0 : 1);
+}
+
 class EntryDeathTest : public testing::TestWithParam<int> {};
 
 } // namespace
 
 TEST_P(EntryDeathTest, OpensTheNullDeviceOnStandardDescriptorsThatAreClosed) {
     EXPECT_EXIT(runWithClosed(GetParam()), testing::ExitedWithCode(0), "");
+}
+
+TEST_P(EntryDeathTest, GoesOnWithoutANullDeviceAndLeavesNoStandardDescriptorFree) {
+    EXPECT_EXIT(runWithoutNullDevice(GetParam()), testing::ExitedWithCode(0), "");
 }
 
 INSTANTIATE_TEST_SUITE_P(ClosedDescriptors, EntryDeathTest, testing::Range(0, 8));

@@ -48,7 +48,7 @@ protected:
         const std::unique_ptr<CanDevice> device = make(verbose);
         CANExtTraceMessage garbage;
         CANExtTraceMessage* pcm = &garbage;
-        const int result = CanDeviceDoor::readCAN(*device, pcm);
+        const int result = CanDeviceTestAccess::readCAN(*device, pcm);
         EXPECT_NE(pcm, &garbage);
         message.reset(pcm == &garbage ? nullptr : pcm);
         return result;
@@ -195,8 +195,8 @@ TEST_P(FrameReaderVerbosity, PrintsNothingAndAllocatesTheMessageAlone) {
     const std::unique_ptr<CanDevice> device = make(GetParam());
     CANExtTraceMessage* pcm = nullptr;
     std::size_t allocated = 0;
-    const Captured text =
-        captured([&] { allocated = allocations::during([&] { CanDeviceDoor::readCAN(*device, pcm); }); });
+    const Captured text = captured(
+        [&] { allocated = allocations::during([&] { CanDeviceTestAccess::readCAN(*device, pcm); }); });
 
     message.reset(pcm);
     EXPECT_NE(message, nullptr);

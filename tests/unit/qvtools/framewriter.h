@@ -34,7 +34,7 @@ protected:
     }
 
     int send(const CANExtTraceMessage& message, unsigned short verbose = 0) {
-        return CanDeviceDoor::sendCAN(*make(verbose), message);
+        return CanDeviceTestAccess::sendCAN(*make(verbose), message);
     }
 
     static constexpr ssize_t all = -2;

@@ -109,8 +109,9 @@ TEST_P(FrameWriterQuiet, FormatsNothingAndTakesNoMemory) {
         const std::unique_ptr<CanDevice> device = make(GetParam());
         const CANExtTraceMessage message = messageOf(CT_STANDARD, 0x123, 8);
         std::size_t allocated = 1;
-        const Captured text = captured(
-            [&] { allocated = allocations::during([&] { CanDeviceDoor::sendCAN(*device, message); }); });
+        const Captured text = captured([&] {
+            allocated = allocations::during([&] { CanDeviceTestAccess::sendCAN(*device, message); });
+        });
 
         EXPECT_EQ(allocated, 0U);
         EXPECT_EQ(text.out + text.err, "");

@@ -22,7 +22,7 @@ TEST_P(PatternCost, IsOneWaitAndOneWriteAndNoMemoryButForCopies) {
     settings.canFd = GetParam().canFd;
     const auto device = make(GetParam().verbose);
     // A note of this length makes each copy of the message take memory, which so counts the copies.
-    auto& message = const_cast<CANExtTraceMessage&>(CanDeviceDoor::patternMsg(*device));
+    auto& message = const_cast<CANExtTraceMessage&>(CanDeviceTestAccess::patternMsg(*device));
     message.setText(std::string(100, '.'));
 
     EXPECT_EQ(allocations::during([&] { run(*device); }), GetParam().copies);
@@ -45,4 +45,16 @@ TEST_F(PatternSender, TakesMemoryForADiscardedFrameOnly) {
 
     EXPECT_EQ(allocations::during([&] { run(*device); }), 10U);
     EXPECT_EQ(reads, 10);
+}
+
+TEST_F(PatternSender, ReadsTheClockOnceForAFrameThatIsDueAlready) {
+    settings.loop = 100;
+    int readings = 0;
+    system.getMicroSecondsOfDay = [&] {
+        ++readings;
+        return clock;
+    };
+    run(*make());
+
+    EXPECT_EQ(readings, 1 + 100) << "the start, and each frame's time stamp";
 }

@@ -105,7 +105,7 @@ TEST_F(PatternSender, CountsAcrossThe32BitsOfItsCounter) {
     const auto device = make();
     onWrite = [&](std::size_t n) {
         if (frames.size() == 1) {
-            auto& message = const_cast<CANExtTraceMessage&>(CanDeviceDoor::patternMsg(*device));
+            auto& message = const_cast<CANExtTraceMessage&>(CanDeviceTestAccess::patternMsg(*device));
             std::memcpy(message.getDataBytes(), "\xFF\xFF\xFF\xFC", 4);
         }
         return static_cast<ssize_t>(n);
@@ -127,7 +127,7 @@ TEST_F(PatternSender, FillsThePatternOfARemoteRequestAlthoughItIsNotSent) {
     const auto device = make();
     run(*device);
 
-    const CANExtTraceMessage& message = CanDeviceDoor::patternMsg(*device);
+    const CANExtTraceMessage& message = CanDeviceTestAccess::patternMsg(*device);
     EXPECT_EQ(message.getType(), CF_TXREQUEST);
     EXPECT_EQ(message.getNumDataBytes(), 8);
     EXPECT_EQ(hexadecimal(message.getDataBytes(), 8), "0000012502030405");

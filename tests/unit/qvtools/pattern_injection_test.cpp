@@ -101,7 +101,7 @@ TEST_F(PatternSender, KeepsItsMessageSoundWhateverIsInjected) {
     const auto device = make();
     run(*device);
 
-    const CANExtTraceMessage& message = CanDeviceDoor::patternMsg(*device);
+    const CANExtTraceMessage& message = CanDeviceTestAccess::patternMsg(*device);
     EXPECT_EQ(hexadecimal(message.getDataBytes(), 8), "0000012b08090a0b");
 }
 

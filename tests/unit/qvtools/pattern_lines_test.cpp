@@ -77,6 +77,22 @@ TEST_F(PatternLines, ShowADiscardedFrameByItsOwnPrint) {
         << "the second look in front of a read prints nothing";
 }
 
+TEST_F(PatternLines, ShowTheTimeAtWhichAFrameIsSentAfterTheDiscardedOneWasRead) {
+    onWait = [](const wait_t&) { return outcome_t{true, true, 0}; };
+    onRead = [this](void*) -> ssize_t {
+        clock += 11;
+        errno = EAGAIN;
+        return -1;
+    };
+    for (const std::uint32_t errnum : {0U, 1U, 5U}) {
+        clock = 45296000789;
+        settings.errnum = errnum;
+        const Captured text = lines(2);
+
+        EXPECT_NE(text.out.find(" send: 12:34:56.000800 ch0 123#"), std::string::npos) << text.out;
+    }
+}
+
 TEST_F(PatternLines, ShowNothingOfAReadThatYieldedNoFrame) {
     onWait = [](const wait_t&) { return outcome_t{true, true, 0}; };
     onRead = [](void*) { return ssize_t{16}; };

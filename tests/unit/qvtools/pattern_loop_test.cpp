@@ -41,7 +41,7 @@ TEST_F(PatternSender, StartsAgainAtItsIdentifierWhenItIsCalledAgain) {
     run(*device);
     const std::vector<std::string> first = frames;
     frames.clear();
-    EXPECT_EQ(CanDeviceDoor::patternMsg(*device).getCanId(), 0x126U) << "it keeps the advanced pattern";
+    EXPECT_EQ(CanDeviceTestAccess::patternMsg(*device).getCanId(), 0x126U) << "it keeps the advanced pattern";
     run(*device);
 
     EXPECT_EQ(frames, first) << "the error injection starts anew, too";
@@ -75,7 +75,6 @@ TEST_F(PatternSender, TakesWhatArrivesOutOfTheWayAndNeverAnswersIt) {
     EXPECT_EQ(run(), 0);
     EXPECT_EQ(waits.size(), 12U) << "a frame that was only read is followed by the next wait";
     EXPECT_EQ(reads, 12) << "one at a time, before a frame is sent";
-    EXPECT_EQ(secondLooks, 12);
     EXPECT_EQ(frames.size(), 4U);
     expectPattern();
 }
@@ -106,7 +105,7 @@ TEST_F(PatternSender, NeitherReadsNorSendsWhenNothingIsReady) {
 
 TEST_F(PatternSender, IsWhatTheThreadOfAPatternDeviceRuns) {
     settings.loop = 3;
-    CanDeviceDoor::threadCode(*make());
+    CanDeviceTestAccess::threadCode(*make());
 
     EXPECT_EQ(frames.size(), 3U);
 }

@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include <sys/socket.h>
+
 /// What `k`-th frame (from 0) of a pattern looks like on the socket: the closed form.
 inline std::string patternFrame(canid_t canId, bool canFd, bool brs, std::uint64_t k) {
     const std::uint32_t mask = (canId & CAN_EFF_FLAG) != 0 ? CAN_EFF_MASK : CAN_SFF_MASK;
@@ -77,11 +79,15 @@ protected:
         system.pselect = [this](int n, fd_set* r, fd_set* w, fd_set* e, const timespec* t,
                                 const sigset_t* mask) { return wait(n, r, w, e, t, mask); };
         system.read = [this](int fd, void* to, std::size_t n) { return deliver(fd, to, n); };
+        system.recv = [this](int fd, void* to, std::size_t n, int flags) {
+            EXPECT_EQ(flags, MSG_DONTWAIT) << "a sender never blocks in a read";
+            return deliver(fd, to, n);
+        };
         system.write = [this](int fd, const void* from, std::size_t n) { return take(fd, from, n); };
     }
 
     int run() { return run(*make()); }
-    int run(CanDevice& device) { return CanDeviceDoor::sendPattern(device); }
+    int run(CanDevice& device) { return CanDeviceTestAccess::sendPattern(device); }
 
     /// The default outcome of a wait.
     outcome_t passTime(const wait_t& asked) {
@@ -120,6 +126,7 @@ private:
         EXPECT_EQ(mask, nullptr);
         EXPECT_NE(r, nullptr);
         if (w == nullptr) {
+            EXPECT_FALSE(settings.network) << "a socket needs no second look";
             EXPECT_TRUE(n == descriptor + 1 && FD_ISSET(descriptor, r) && t != nullptr && t->tv_sec == 0 &&
                         t->tv_nsec == 0)
                 << "the second look never blocks";

@@ -58,8 +58,8 @@ protected:
 
     Captured record(unsigned short verbose = 0) {
         settings.verbose = verbose;
-        const std::unique_ptr<CanDevice> made(CanDeviceDoor::makeWithFiles(settings));
-        return captured([&] { EXPECT_THROW(CanDeviceDoor::threadCode(*made), leave_t); });
+        const std::unique_ptr<CanDevice> made(CanDeviceTestAccess::makeWithFiles(settings));
+        return captured([&] { EXPECT_THROW(CanDeviceTestAccess::threadCode(*made), leave_t); });
     }
 
     const canfd_frame broken{0, 65, 0, 0, 0, {}}; ///< stands for a read that fails
@@ -129,9 +129,9 @@ TEST_F(ReceiveFile, CountsItsReadsOnOneLineFromVerbosityOneOn) {
 TEST_F(ReceiveFile, FlushesItsCounterWithoutALock) {
     incoming = {frameOf(8, 1)};
     settings.verbose = 1;
-    const std::unique_ptr<CanDevice> made(CanDeviceDoor::makeWithFiles(settings));
+    const std::unique_ptr<CanDevice> made(CanDeviceTestAccess::makeWithFiles(settings));
     LockProbe out(std::cout);
-    EXPECT_THROW(CanDeviceDoor::threadCode(*made), leave_t);
+    EXPECT_THROW(CanDeviceTestAccess::threadCode(*made), leave_t);
 
     ASSERT_EQ(out.pieces.size(), 1U);
     EXPECT_FALSE(out.pieces.front().locks.log || out.pieces.front().locks.device);
@@ -169,9 +169,9 @@ TEST_F(ReceiveFile, LeavesNoFrameBehindInMemory) {
         std::memset(to, 0, n);
         return 72;
     };
-    const std::unique_ptr<CanDevice> made(CanDeviceDoor::makeWithFiles(settings));
+    const std::unique_ptr<CanDevice> made(CanDeviceTestAccess::makeWithFiles(settings));
     const std::ptrdiff_t before = allocations::live();
-    EXPECT_THROW(CanDeviceDoor::threadCode(*made), leave_t);
+    EXPECT_THROW(CanDeviceTestAccess::threadCode(*made), leave_t);
 
     EXPECT_EQ(allocations::live(), before);
 }
@@ -196,8 +196,8 @@ class ReceiveFileUnusable : public ReceiveFile, public testing::WithParamInterfa
 TEST_P(ReceiveFileUnusable, IsReportedAndTheThreadEnds) {
     std::ofstream(folder / "file") << "kept";
     settings.readFileName = folder / GetParam().path;
-    const std::unique_ptr<CanDevice> made(CanDeviceDoor::makeWithFiles(settings));
-    const Captured text = captured([&] { CanDeviceDoor::threadCode(*made); });
+    const std::unique_ptr<CanDevice> made(CanDeviceTestAccess::makeWithFiles(settings));
+    const Captured text = captured([&] { CanDeviceTestAccess::threadCode(*made); });
 
     EXPECT_EQ(text.err, "Cannot open " + settings.readFileName + ": " + GetParam().text + "\n");
     EXPECT_EQ(text.out, "");
@@ -210,3 +210,13 @@ INSTANTIATE_TEST_SUITE_P(Reasons, ReceiveFileUnusable,
                                          unusable_t{"a_folder", ".", "Is a directory"},
                                          unusable_t{"below_a_file", "file/below", "Not a directory"}),
                          [](const auto& row) { return std::string(row.param.name); });
+
+TEST_F(ReceiveFile, ThatCannotBeOpenedIsReportedWithoutALock) {
+    settings.readFileName = folder / "missing/file";
+    const std::unique_ptr<CanDevice> recorder(CanDeviceTestAccess::makeWithFiles(settings));
+    const LockProbe err(std::cerr);
+    CanDeviceTestAccess::threadCode(*recorder);
+
+    ASSERT_EQ(err.pieces.size(), 1U) << "in one insertion";
+    EXPECT_FALSE(err.pieces.front().locks.log || err.pieces.front().locks.device);
+}

@@ -68,7 +68,7 @@ protected:
         CANExtTraceMessage garbage;
         CANExtTraceMessage* pcm = &garbage;
         message.reset();
-        const int result = CanDeviceDoor::readCAN(*device, pcm);
+        const int result = CanDeviceTestAccess::readCAN(*device, pcm);
         EXPECT_NE(pcm, &garbage);
         message.reset(pcm == &garbage ? nullptr : pcm);
         return result;

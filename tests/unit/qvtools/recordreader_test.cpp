@@ -30,6 +30,7 @@ const auto nameOf = [](const auto& row) { return std::string(row.param.name); };
 class RecordReaderFrame : public RecordFile, public testing::WithParamInterface<expected_t> {};
 class RecordReaderEmpty : public RecordFile, public testing::WithParamInterface<expected_t> {};
 class RecordReaderOther : public RecordFile, public testing::WithParamInterface<expected_t> {};
+class RecordReaderUnknown : public RecordFile, public testing::WithParamInterface<expected_t> {};
 class RecordReaderError : public RecordFile, public testing::WithParamInterface<expected_t> {};
 class RecordReaderGarbage : public RecordFile, public testing::WithParamInterface<expected_t> {};
 
@@ -124,26 +125,35 @@ INSTANTIATE_TEST_SUITE_P(Verbosity, RecordReaderOther,
                                          expected_t{"2", 2, ""}, expected_t{"3", 3, discarded}),
                          nameOf);
 
-TEST_F(RecordReader, ShowsADiscardedRecordOfAnUnknownKindByItsOwnPrint) {
-    open(3);
-    chunks.push_back(recordOf(MessageBase(static_cast<msgid_t>(77), 0)));
-    MessageBase::invalidHandling = IMH_RETURN_INVALID_MESSAGE;
+TEST_P(RecordReaderUnknown, KindIsDiscardedToo) {
+    open(GetParam().verbose);
+    chunks.push_back(recordOf(MessageBase(static_cast<msgid_t>(77), 0)) + frameRecord(5));
     const Captured text = captured([&] { EXPECT_EQ(readOnce(), 0); });
-    MessageBase::invalidHandling = IMH_RETURN_NULL;
 
     EXPECT_EQ(message, nullptr);
-    EXPECT_EQ(withoutBufferLines(text.out), "[DEBUG] BZ::readCAN() discard: message of kind 77, 0 bytes\n");
+    EXPECT_EQ(withoutBufferLines(text.out), GetParam().out);
+    EXPECT_EQ(text.err, "");
+    captured([&] { EXPECT_EQ(readOnce(), 0); });
+    ASSERT_NE(message, nullptr);
+    EXPECT_EQ(message->getCanId(), 5U);
 }
+
+const std::string unknown = "[DEBUG] BZ::readCAN() discard: message of kind 77, 0 bytes\n";
+
+INSTANTIATE_TEST_SUITE_P(Verbosity, RecordReaderUnknown,
+                         testing::Values(expected_t{"0", 0, ""}, expected_t{"1", 1, ""},
+                                         expected_t{"2", 2, ""}, expected_t{"3", 3, unknown}),
+                         nameOf);
 
 TEST_P(RecordReaderError, IsOneErrorLineWithTheReasonOfTheReadAndTheReadingGoesOn) {
     open(GetParam().verbose);
-    errnum = EIO;
+    errnum = ENXIO;
     int result = -1;
     const Captured text = captured([&] { result = readOnce(); });
 
     EXPECT_EQ(result, 0);
     EXPECT_EQ(message, nullptr);
-    EXPECT_EQ(text.err, "[ERROR] BZ::readCAN() buffer read: Input/output error\n");
+    EXPECT_EQ(text.err, "[ERROR] BZ::readCAN() buffer read: No such device or address\n");
     EXPECT_EQ(withoutBufferLines(text.out), GetParam().out);
 
     chunks.push_back(frameRecord(9));
@@ -242,4 +252,32 @@ TEST_F(RecordReader, WritesAnExceptionsLineWithoutALock) {
 
     ASSERT_EQ(err.pieces.size(), 1U);
     EXPECT_FALSE(err.pieces.front().locks.log || err.pieces.front().locks.device);
+}
+
+TEST_F(RecordReader, WritesEveryLineAboutARecordUnderTheLogLockAlone) {
+    open(3);
+    chunks.push_back(frameRecord(1));
+    chunks.push_back(classicRecord(2));
+    const LockProbe out(std::cout);
+    readOnce();
+    readOnce();
+
+    std::size_t ours = 0;
+    for (const LockProbe::piece_t& piece : out.pieces) {
+        ours += piece.text.find("BZ::readCAN() ") == std::string::npos ? 0U : 1U;
+        EXPECT_TRUE(piece.locks.log && !piece.locks.device) << piece.text;
+    }
+    EXPECT_EQ(ours, 2U) << "return and discard";
+}
+
+TEST_F(RecordReader, LetsAnyOtherExceptionOfItsSecondLookAtTheBufferOut) {
+    open(0);
+    chunks.push_back(frameRecord(1));
+    readOnce();
+    chunks.push_back(frameRecord(2));
+    {
+        const allocations::FailNth failure(1);
+        EXPECT_THROW(readOnce(), std::bad_alloc);
+    }
+    EXPECT_EQ(message, nullptr);
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/fakes/candevicedoor.h"
+#include "tests/fakes/candevicetestaccess.h"
 #include "tests/fakes/fakesystem.h"
 
 #include <memory>
@@ -22,7 +22,7 @@ protected:
     }
 
     std::unique_ptr<CanDevice> make() const {
-        return std::unique_ptr<CanDevice>(CanDeviceDoor::make(settings));
+        return std::unique_ptr<CanDevice>(CanDeviceTestAccess::make(settings));
     }
 
     std::unique_ptr<CanDevice> make(unsigned short verbose) {
@@ -31,7 +31,7 @@ protected:
     }
 
     FakeSystem system;
-    CanDeviceDoor::settings_t settings;
+    CanDeviceTestAccess::settings_t settings;
 };
 
 /// Bytes in two-digit hexadecimal, a blank in front of each group of eight.

@@ -42,12 +42,12 @@ protected:
     void fill(const std::string& bytes) { std::ofstream(settings.sendFileName) << bytes; }
 
     std::unique_ptr<CanDevice> device() const {
-        return std::unique_ptr<CanDevice>(CanDeviceDoor::makeWithFiles(settings));
+        return std::unique_ptr<CanDevice>(CanDeviceTestAccess::makeWithFiles(settings));
     }
 
     Captured send(unsigned short verbose = 0) {
         settings.verbose = verbose;
-        return captured([&] { result = CanDeviceDoor::sendFile(*device()); });
+        return captured([&] { result = CanDeviceTestAccess::sendFile(*device()); });
     }
 
     /// The frame on the socket for a piece of the file.

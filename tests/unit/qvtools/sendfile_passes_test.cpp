@@ -90,7 +90,7 @@ TEST_F(SendFile, RunsOnWithoutSendingOrSleepingForALoopCountOfZero) {
     Brake brake(1000);
     std::streambuf* const original = std::cout.rdbuf(&brake);
     std::cout.exceptions(std::ios_base::badbit); // lets the brake's exception through
-    EXPECT_THROW(CanDeviceDoor::sendFile(*device()), leave_t);
+    EXPECT_THROW(CanDeviceTestAccess::sendFile(*device()), leave_t);
     std::cout.exceptions(std::ios_base::goodbit);
     std::cout.rdbuf(original);
     std::cout.clear();
@@ -104,7 +104,7 @@ TEST_F(SendFile, FlushesItsCounterAndLineEndWithoutALock) {
     settings.verbose = 2;
     const auto made = device();
     LockProbe out(std::cout);
-    CanDeviceDoor::sendFile(*made);
+    CanDeviceTestAccess::sendFile(*made);
 
     ASSERT_EQ(out.pieces.size(), 4U) << "send, raw, counter, line end";
     for (const std::size_t i : {std::size_t{2}, std::size_t{3}}) {

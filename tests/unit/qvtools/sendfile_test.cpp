@@ -1,7 +1,11 @@
 // The file sender: a file in frames of 64 bytes, once.
 
+#include "tests/fakes/lockprobe.h"
 #include "tests/unit/qvtools/sendfile.h"
 
+#include <poll.h>
+
+#include <fcntl.h>
 #include <sys/fsuid.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -49,6 +53,34 @@ TEST_F(SendFile, IsCutIn64BytesOnAClassicDeviceToo) {
     EXPECT_EQ(hexadecimal(sent[0].data(), sent[0].size()), "2301000040000000 0001020304050607");
     EXPECT_EQ(hexadecimal(sent[1].data(), sent[1].size()), "2301000040000000 4041424344454647");
     EXPECT_EQ(hexadecimal(sent[2].data(), sent[2].size()), "2301000002000000 8081000000000000");
+}
+
+TEST_F(SendFile, StampsAFrameWhenItsBytesHaveBeenRead) {
+    ASSERT_EQ(mkfifo(settings.sendFileName.c_str(), 0600), 0);
+    const auto writer =
+        static_cast<int>(syscall(SYS_openat, AT_FDCWD, settings.sendFileName.c_str(), O_RDWR));
+    ASSERT_EQ(syscall(SYS_write, writer, std::string(64, 'x').data(), 64), 64);
+    bool taken = false;
+    system.getMicroSecondsOfDay = [&] {
+        pollfd pipe{writer, POLLIN, 0};
+        taken = poll(&pipe, 1, 0) == 0;
+        return std::uint64_t{0};
+    };
+    system.write = [](int, const void*, std::size_t) -> ssize_t { throw leave_t(); };
+    const auto sender = device();
+    EXPECT_THROW(CanDeviceTestAccess::sendFile(*sender), leave_t);
+    close(writer);
+
+    EXPECT_TRUE(taken);
+}
+
+TEST_F(SendFile, ThatCannotBeOpenedIsReportedWithoutALock) {
+    settings.sendFileName = folder / "missing";
+    const LockProbe err(std::cerr);
+    EXPECT_EQ(CanDeviceTestAccess::sendFile(*device()), -1);
+
+    ASSERT_EQ(err.pieces.size(), 1U) << "in one insertion";
+    EXPECT_FALSE(err.pieces.front().locks.log || err.pieces.front().locks.device);
 }
 
 namespace {
@@ -147,7 +179,7 @@ TEST_F(SendFile, TakesAFolderForAFileWithoutContent) {
 
 TEST_F(SendFile, IsWhatTheThreadOfADeviceWithAFileRuns) {
     fill(counting(10));
-    CanDeviceDoor::threadCode(*device());
+    CanDeviceTestAccess::threadCode(*device());
 
     EXPECT_EQ(sent.size(), 1U);
 }

@@ -1,11 +1,12 @@
 // Pattern senders on one descriptor. A frame that arrives makes it readable for all of their waits, and only
 // one of them gets it: the others must not be held up in a read.
 
+#include "tests/fakes/pieces.h"
 #include "tests/unit/qvtools/patternsender.h"
 #include "tests/unit/qvtools/recordfile.h"
 
 #include <atomic>
-#include <poll.h>
+#include <iostream>
 #include <stdexcept>
 #include <thread>
 
@@ -22,11 +23,17 @@ protected:
 
 } // namespace
 
-TEST_F(SharedSenders, DoNotReadWhatAnotherHasTakenSinceTheWait) {
+TEST_F(SharedSenders, DoNotWaitForAFrameThatAnotherHasTakenSinceTheWait) {
     settings.loop = 3;
     settings.verbose = 2;
-    int frameIsThere = 1;
-    onSecondLook = [&frameIsThere] { return frameIsThere-- > 0 ? 1 : 0; };
+    onRead = [this](void* to) -> ssize_t {
+        if (reads == 2) {
+            std::memset(to, 0, 72);
+            return 72;
+        }
+        errno = reads % 2 == 0 ? EAGAIN : EWOULDBLOCK;
+        return -1;
+    };
     const auto one = make();
     const auto other = make();
     const Captured text = captured([&] {
@@ -34,14 +41,32 @@ TEST_F(SharedSenders, DoNotReadWhatAnotherHasTakenSinceTheWait) {
         EXPECT_EQ(run(*other), 0);
     });
 
-    EXPECT_EQ(secondLooks, 6) << "both were told that the descriptor is readable";
-    EXPECT_EQ(reads, 1);
+    EXPECT_EQ(reads, 6) << "both were told that the descriptor is readable";
     EXPECT_EQ(frames.size(), 6U);
+    EXPECT_NE(text.out.find("discard: "), std::string::npos);
     EXPECT_EQ(text.out.find("discard: "), text.out.rfind("discard: "));
-    EXPECT_EQ(text.err, "");
+    EXPECT_EQ(text.err, "") << "nothing there is no error";
 }
 
-TEST_F(SharedSenders, TakeAFailedSecondLookForNoFrame) {
+TEST_F(SharedSenders, GoOnWhileOneOfThemCannotWriteItsErrorLine) {
+    const auto one = make();
+    const auto other = make();
+    onRead = [](void*) { return ssize_t{16}; };
+    Pieces err(std::cerr);
+    int result = -1;
+    err.onPiece = [&] {
+        if (reads == 1) {
+            std::thread([&] { result = run(*other); }).join();
+        }
+    };
+    run(*one);
+
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(frames.size(), 2U);
+}
+
+TEST_F(SharedSenders, OfRecordsTakeAFailedSecondLookForNoRecord) {
+    settings.network = false;
     onSecondLook = [] {
         errno = ENOMEM;
         return -1;
@@ -88,7 +113,7 @@ TEST_F(SharedSenders, HoldNeitherLockWhileTheyReadAndLetOthersSendMeanwhile) {
     onRead = [&](void* to) -> ssize_t {
         std::memset(to, 0, 72);
         EXPECT_FALSE(locks_t::now().device || locks_t::now().log);
-        std::thread([&] { CanDeviceDoor::sendCAN(*other, CANExtTraceMessage()); }).join();
+        std::thread([&] { CanDeviceTestAccess::sendCAN(*other, CANExtTraceMessage()); }).join();
         return 72;
     };
     run(*one);
@@ -118,15 +143,9 @@ TEST_F(SharedSenders, LetOthersReadWhileTheySend) {
     EXPECT_EQ(readInBetween, 2);
 }
 
-namespace {
-
-class SharedSendersException : public SharedSenders, public testing::WithParamInterface<bool> {};
-
-} // namespace
-
-TEST_P(SharedSendersException, GiveTheTurnBack) {
-    // A turn that is kept would stop the second run for ever.
-    settings.network = GetParam();
+TEST_F(SharedSenders, OfRecordsGiveTheTurnBackWhenAnExceptionLeavesTheRead) {
+    // A turn that is kept would stop the second run.
+    settings.network = false;
     system.clock_nanosleep = [](clockid_t, int, const timespec*, timespec*) { return 0; };
     bool thrown = false;
     const auto leaveOnce = [&thrown] {
@@ -155,26 +174,33 @@ TEST_P(SharedSendersException, GiveTheTurnBack) {
     EXPECT_EQ(frames.size(), 2U);
 }
 
-INSTANTIATE_TEST_SUITE_P(Builds, SharedSendersException, testing::Bool(),
-                         [](const auto& row) { return row.param ? "socket" : "records"; });
-
 namespace {
 
-/// Senders on one end of a real socket pair; a peer takes their frames on the other and sends one for every
-/// few.
-class SharedSocket : public testing::TestWithParam<int> {
+struct shared_t {
+    const char* name;
+    int kind;
+    bool network;
+};
+
+/// Senders on one end of a real socket pair, which stands for a CAN socket or for a device file; a peer takes
+/// their frames on the other and sends one for every few.
+class SharedSocket : public testing::TestWithParam<shared_t> {
 protected:
     static constexpr unsigned long framesEach = 500;
     static constexpr std::size_t senders = 4;
 
     SharedSocket() {
-        EXPECT_EQ(socketpair(AF_UNIX, GetParam(), 0, sockets), 0);
+        EXPECT_EQ(socketpair(AF_UNIX, GetParam().kind, 0, sockets), 0);
         const int shared = sockets[0];
         system.close = [shared](int fd) {
             // Each device closes the shared number; only the test's own close may take it away.
             return fd == shared ? 0 : static_cast<int>(syscall(SYS_close, fd));
         };
-        system.read = [this](int fd, void* to, std::size_t n) { return readWithoutBlocking(fd, to, n); };
+        system.read = [this](int fd, void* to, std::size_t n) { return readInTurn(fd, to, n); };
+        system.recv = [this](int fd, void* to, std::size_t n, int flags) {
+            heldUp += (flags & MSG_DONTWAIT) == 0 ? 1 : 0;
+            return recvfrom(fd, to, n, flags, nullptr, nullptr);
+        };
     }
     ~SharedSocket() override {
         syscall(SYS_close, sockets[0]);
@@ -182,12 +208,13 @@ protected:
     }
 
     /// A read that would block stops its sender until another frame comes: it is counted instead.
-    ssize_t readWithoutBlocking(int fd, void* to, std::size_t n) {
+    ssize_t readInTurn(int fd, void* to, std::size_t n) {
+        EXPECT_FALSE(GetParam().network);
         EXPECT_EQ(++readers, 1) << "one reads at a time";
         for (int i = 0; i < 20; ++i) {
-            std::this_thread::yield(); // whoever does not wait for his turn comes in here
+            std::this_thread::yield(); // a sender that does not wait for its turn comes in here
         }
-        const ssize_t result = recv(fd, to, n, MSG_DONTWAIT);
+        const ssize_t result = recvfrom(fd, to, n, MSG_DONTWAIT, nullptr, nullptr);
         const bool blocks = result == -1 && (errno == EAGAIN || errno == EWOULDBLOCK);
         heldUp += blocks ? 1 : 0;
         --readers;
@@ -195,16 +222,18 @@ protected:
     }
 
     void bePeer() {
-        canfd_frame frame{};
+        const std::string question =
+            GetParam().network ? patternFrame(0x321, true, false, 0) : frameRecord(0x321);
+        const std::size_t frameSize = GetParam().network ? 72 : frameRecord(0x321).size() - 3 + 64;
+        std::string frame(frameSize, '\0');
         for (std::size_t n = 1; n <= senders * framesEach; ++n) {
-            received += read72(frame) == 72 ? 1U : 0U;
-            frame.can_id = 0x321;
-            if (n % 3 == 0 && send(sockets[1], &frame, sizeof frame, MSG_DONTWAIT) == 72) {
+            const ssize_t got = recvfrom(sockets[1], &frame[0], frameSize, MSG_TRUNC, nullptr, nullptr);
+            received += got == static_cast<ssize_t>(frameSize) ? 1U : 0U;
+            if (n % 3 == 0 && ::send(sockets[1], question.data(), question.size(), MSG_DONTWAIT) > 0) {
                 ++sent;
             }
         }
     }
-    ssize_t read72(canfd_frame& frame) const { return recv(sockets[1], &frame, sizeof frame, 0); }
 
     FakeSystem system;
     int sockets[2] = {-1, -1};
@@ -217,15 +246,16 @@ protected:
 } // namespace
 
 TEST_P(SharedSocket, NeverHoldsASenderUpAndAllOfThemEnd) {
-    CanDeviceDoor::settings_t settings;
+    CanDeviceTestAccess::settings_t settings;
     settings.fd = sockets[0];
+    settings.network = GetParam().network;
     settings.pattern = true;
     settings.canFd = true;
     settings.loop = framesEach;
     CanDevice::devices_t devices;
     for (std::size_t i = 0; i < senders; ++i) {
         settings.canId = static_cast<canid_t>(0x100 * (i + 1));
-        devices.emplace_back(CanDeviceDoor::make(settings));
+        devices.emplace_back(CanDeviceTestAccess::make(settings));
     }
     std::thread peer([this] { bePeer(); });
     const Captured text = captured([&] {
@@ -240,7 +270,8 @@ TEST_P(SharedSocket, NeverHoldsASenderUpAndAllOfThemEnd) {
     EXPECT_EQ(text.out + text.err, "");
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, SharedSocket, testing::Values(SOCK_SEQPACKET, SOCK_DGRAM),
-                         [](const auto& row) {
-                             return row.param == SOCK_SEQPACKET ? "seqpacket" : "datagram";
-                         });
+INSTANTIATE_TEST_SUITE_P(Kinds, SharedSocket,
+                         testing::Values(shared_t{"seqpacket", SOCK_SEQPACKET, true},
+                                         shared_t{"datagram", SOCK_DGRAM, true},
+                                         shared_t{"records", SOCK_SEQPACKET, false}),
+                         [](const auto& row) { return std::string(row.param.name); });

@@ -1,0 +1,139 @@
+#include "qvtools/runend.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr std::int64_t second = 1000000000;
+
+class NoSink : public FindingSink {
+    void finding(const finding_t&) override {}
+    void stream(const streamSummary_t&, std::int64_t) override {}
+};
+
+struct RunEndTest : ::testing::Test {
+    /// Three frames of the pattern that starts at 1, a second apart.
+    void feed(std::uint32_t from, std::uint32_t n) {
+        for (std::uint32_t k = from - 1; k < from - 1 + n; ++k) {
+            receivedFrame_t frame{};
+            frame.time = k * second;
+            frame.canId = k + 1;
+            frame.length = 8;
+            frame.data[3] = static_cast<std::uint8_t>(k + 1);
+            for (std::uint32_t i = 0; i < 4; ++i) {
+                frame.data[4 + i] = static_cast<std::uint8_t>(i + k);
+            }
+            judge().judge(frame);
+        }
+    }
+    Judge& judge() {
+        if (!theJudge) {
+            theJudge = std::make_unique<Judge>(line.demands, sink);
+        }
+        return *theJudge;
+    }
+
+    CheckCommandLine line;
+    NoSink sink;
+    std::unique_ptr<Judge> theJudge;
+};
+
+} // namespace
+
+TEST_F(RunEndTest, NeverComesByItselfWithoutAPlan) {
+    RunEnd end(line, true, 100);
+    end.look(judge(), INT64_MAX - 1);
+    EXPECT_FALSE(end.isOver());
+    EXPECT_EQ(end.due(), RunEnd::NEVER);
+}
+
+TEST_F(RunEndTest, ComesWithTheDuration) {
+    line.duration = 5 * second;
+    RunEnd end(line, true, 100);
+    EXPECT_EQ(end.due(), 5 * second + 100);
+    end.look(judge(), 5 * second + 99);
+    EXPECT_FALSE(end.isOver());
+    end.look(judge(), 5 * second + 100);
+    EXPECT_EQ(end.why(), "-T");
+    EXPECT_TRUE(end.planned());
+    EXPECT_EQ(end.status(1), 1);
+}
+
+TEST_F(RunEndTest, ComesWithSilenceCountedFromTheLastFrameOfAPattern) {
+    line.idle = 5 * second;
+    line.demands.wait = 10 * second; // longer than the frames are apart
+    RunEnd end(line, true, 0);
+    EXPECT_EQ(end.due(), 5 * second);
+    feed(1, 4);
+    end.look(judge(), 3 * second);
+    EXPECT_EQ(end.due(), 8 * second);
+    end.look(judge(), 8 * second - 1);
+    EXPECT_FALSE(end.isOver());
+    end.look(judge(), 8 * second);
+    EXPECT_EQ(end.why(), "--idle");
+}
+
+TEST_F(RunEndTest, ComesTheWaitingTimeBehindTheLastDemandedFrame) {
+    line.demands.ids = {1};
+    line.demands.loop = 4;
+    line.demands.wait = 2 * second;
+    RunEnd end(line, true, 0);
+    feed(1, 3);
+    end.look(judge(), 10 * second);
+    EXPECT_EQ(end.due(), RunEnd::NEVER);
+    feed(4, 1);
+    end.look(judge(), 11 * second);
+    EXPECT_EQ(end.due(), 13 * second);
+    end.look(judge(), 13 * second);
+    EXPECT_EQ(end.why(), "-l");
+}
+
+TEST_F(RunEndTest, OfARecordingIsItsOwn) {
+    line.demands.ids = {1};
+    line.demands.loop = 4;
+    line.idle = second;
+    RunEnd end(line, false, 0);
+    feed(1, 4);
+    end.look(judge(), 100 * second);
+    end.look(judge(), 200 * second);
+    EXPECT_FALSE(end.isOver());
+    end.inputEnded();
+    EXPECT_EQ(end.why(), "end of input");
+}
+
+TEST_F(RunEndTest, BySignalIsPlannedWhereNothingElseIs) {
+    RunEnd end(line, true, 0);
+    end.signal(SIGINT);
+    EXPECT_EQ(end.why(), "SIGINT");
+    EXPECT_TRUE(end.planned());
+    EXPECT_EQ(end.status(3), 3);
+}
+
+TEST_F(RunEndTest, BySignalBeforeThePlannedOneIsTheStatus) {
+    line.demands.loop = 100;
+    RunEnd number(line, true, 0);
+    number.signal(SIGTERM);
+    EXPECT_FALSE(number.planned());
+    EXPECT_EQ(number.status(0), 128 + SIGTERM);
+    line.demands.loop = 0;
+    line.duration = second;
+    RunEnd duration(line, true, 0);
+    duration.signal(SIGHUP);
+    EXPECT_EQ(duration.status(0), 128 + SIGHUP);
+}
+
+TEST_F(RunEndTest, IsTheFirstThatCame) {
+    line.duration = second;
+    RunEnd end(line, true, 0);
+    end.look(judge(), second);
+    end.signal(SIGINT);
+    end.inputEnded();
+    EXPECT_EQ(end.why(), "-T");
+    EXPECT_EQ(end.status(0), 0);
+}
+
+TEST_F(RunEndTest, OfALongDurationDoesNotOverflow) {
+    line.duration = INT64_MAX;
+    RunEnd end(line, true, 100);
+    EXPECT_EQ(end.due(), RunEnd::NEVER);
+}
