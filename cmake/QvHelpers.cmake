@@ -1,15 +1,28 @@
 # Helpers for the lists of the folders. Warnings belong to our own targets, so that code of others built along is left alone.
 
 add_library(qv_flags INTERFACE)
-target_compile_features(qv_flags INTERFACE cxx_std_17)
 target_include_directories(qv_flags INTERFACE ${PROJECT_SOURCE_DIR})
 # 64-bit file offsets and times: on 32-bit ARM, glibc's defaults end in 2038.
-target_compile_definitions(qv_flags INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+target_compile_definitions(qv_flags INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64 $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
 target_compile_options(qv_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor
   -Woverloaded-virtual -Wcast-qual -Wformat=2 -Wundef
   $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wthread-safety-beta>)
 target_link_libraries(qv_flags INTERFACE Threads::Threads)
+
+# Warns where the C library has no 64-bit times, as glibc before 2.34 on 32 bits: everything works, until 2038.
+include(CheckCXXSourceCompiles)
+function(qv_check_time)
+  get_target_property(CMAKE_REQUIRED_DEFINITIONS qv_flags INTERFACE_COMPILE_DEFINITIONS)
+  list(FILTER CMAKE_REQUIRED_DEFINITIONS INCLUDE REGEX "_BITS=")
+  list(TRANSFORM CMAKE_REQUIRED_DEFINITIONS PREPEND -D)
+  check_cxx_source_compiles("#include <ctime>
+    static_assert(sizeof(std::time_t) == 8, \"\");
+    int main() {}" QV_TIME_OUTLIVES_2038)
+  if(NOT QV_TIME_OUTLIVES_2038)
+    message(WARNING "time_t has 32 bits with this C library: the programs work until January 2038.")
+  endif()
+endfunction()
 
 # clang-tidy with the list of .clang-tidy, where the preset asks for it.
 function(qv_tidy name)
@@ -18,11 +31,21 @@ function(qv_tidy name)
   endif()
 endfunction()
 
+# A board pays for a program's size, so only the files that every frame passes through, which qv_fast() names, are compiled for speed.
+function(qv_small name)
+  target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-Os>)
+endfunction()
+
+function(qv_fast)
+  set_property(SOURCE ${ARGV} APPEND PROPERTY COMPILE_OPTIONS $<$<CONFIG:Release>:-O3>)
+endfunction()
+
 # qv_library(NAME SOURCES file... [LINK library...]): one folder, one static library.
 function(qv_library name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
   add_library(${name} STATIC ${arg_SOURCES})
   target_link_libraries(${name} PUBLIC qv_flags ${arg_LINK})
+  qv_small(${name})
   qv_tidy(${name})
 endfunction()
 
@@ -31,6 +54,7 @@ function(qv_program name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE qv_flags ${arg_LINK})
+  qv_small(${name})
   qv_tidy(${name})
   install(TARGETS ${name} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
   if(QV_SIZES)
@@ -44,7 +68,7 @@ endfunction()
 function(qv_unoptimised)
   foreach(name IN LISTS ARGV)
     target_compile_options(${name} PRIVATE -O0 -g1 -U_FORTIFY_SOURCE)
-    if(CMAKE_CXX_FLAGS MATCHES "-fsanitize=[a-z,]*undefined")
+    if("undefined" IN_LIST QV_SANITIZE)
       target_compile_options(${name} PRIVATE -fno-sanitize=undefined)
     endif()
   endforeach()
@@ -55,7 +79,7 @@ endfunction()
 function(qv_unit_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
   add_executable(${name} ${arg_SOURCES})
-  target_link_libraries(${name} PRIVATE qv_flags ${arg_LINK} gmock gtest_main)
+  target_link_libraries(${name} PRIVATE qv_flags ${arg_LINK} GTest::gmock GTest::gtest_main)
   # GoogleTest's headers are half of what the compiler reads. The first program's are good for all.
   get_property(first GLOBAL PROPERTY QV_TEST_HEADERS)
   if(first)

@@ -12,7 +12,7 @@ set(CPACK_QV_PACKAGING ${PROJECT_SOURCE_DIR}/packaging)
 set(CPACK_QV_COMPILER ${CMAKE_CXX_COMPILER})
 set(CPACK_QV_STRIP ${CMAKE_STRIP})
 set(CPACK_QV_DOCDIR ${CMAKE_INSTALL_DOCDIR})
-if(CMAKE_EXE_LINKER_FLAGS MATCHES "-static( |$)")
+if(QV_STATIC)
   set(CPACK_QV_FORM -static)
 endif()
 
@@ -29,7 +29,9 @@ a complemented copy, one sends a self-checking counter pattern with a gap,
 jitter and injected errors, one just reads.
 .
 qvcan speaks SocketCAN, CAN FD included. qvcandev does the same on a device
-file that carries trace records, and qvbus is a bus in user space for it.")
+file that carries trace records, and qvbus is a bus in user space for it.
+qvcancheck judges the pattern, on a bus or in recordings: lost, repeated,
+reordered or corrupted, and on whose account.")
 
 # The tree as it is kept, without what .gitignore names. The expressions are matched against whole paths, so those of folders are bound
 # to this one: who keeps his projects below build/ gets a tarball, too.
@@ -38,5 +40,8 @@ set(CPACK_SOURCE_GENERATOR TGZ)
 set(CPACK_SOURCE_PACKAGE_FILE_NAME qv-${PROJECT_VERSION})
 set(CPACK_SOURCE_IGNORE_FILES
   "^${here}/\\.git(/|$)" "^${here}/build/" "^${here}/CMakeUserPresets\\.json$" "/__pycache__/" "/\\.pytest_cache/")
+
+# What runs on the board is one component, and what draws on the desk another: docs/packages.md says who gets what.
+set(CPACK_QV_PROJECT ${PROJECT_BINARY_DIR} qv)
 
 include(CPack)
