@@ -11,8 +11,8 @@ import tty
 
 import pytest
 
-from qvcli.program import command, Live, path_of, RUNNER
-from qvcli.trace import Strace
+from qv.program import command, Live, path_of, RUNNER
+from qv.trace import Strace
 
 NOBODY = 65534
 
@@ -122,7 +122,7 @@ def can_refusal():
 @pytest.fixture
 def unprivileged():
     """(folder, settings): a folder that everybody may enter, and what makes Popen start a program without root's rights."""
-    with tempfile.TemporaryDirectory(prefix="qvcli-", dir="/tmp") as folder:
+    with tempfile.TemporaryDirectory(prefix="qv-", dir="/tmp") as folder:
         os.chmod(folder, 0o755)
         settings = {} if os.geteuid() != 0 else {"user": NOBODY, "group": NOBODY, "extra_groups": []}
         try:

@@ -6,9 +6,9 @@ import shutil
 
 import pytest
 
-from qvdocs.page import PAGES
-from qvdocs.program import PROGRAMS
-from qvdocs.shell import Bash, Zsh
+from qv.page import PAGES
+from qv.options import PROGRAMS
+from qv.shell import Bash, Zsh
 
 TOOLS = {"mandoc": "mandoc", "groff": "groff", "bash": "bash", "zsh": "zsh"}  # program: Debian package
 

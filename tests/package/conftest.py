@@ -8,8 +8,8 @@ import shutil
 
 import pytest
 
-from qvpackage.build import lacks_for_armhf, Packages
-from qvpackage.command import succeed
+from qv.packages import BOARDS, lacks_for, Packages
+from qv.packager import succeed
 
 TOOLS = {  # program: Debian package
     "cmake": "cmake",
@@ -45,11 +45,16 @@ def version(packages):
     return packages.source.name.removeprefix("qv-").removesuffix(".tar.gz")
 
 
-@pytest.fixture(scope="session")
-def armhf():
-    reason = lacks_for_armhf()
+def need_board(board):
+    reason = lacks_for(board)
     if reason:
         pytest.skip(reason)
+
+
+@pytest.fixture(scope="session", params=BOARDS)
+def board(request):
+    need_board(request.param)
+    return request.param
 
 
 @dataclass(frozen=True)
@@ -59,9 +64,10 @@ class Deb:
     runner: tuple  # what runs its programs here
 
 
-@pytest.fixture(scope="session", params=["host", "armhf"])
+@pytest.fixture(scope="session", params=["host", *BOARDS])
 def deb(request, packages):
     if request.param == "host":
         return Deb(packages.host_deb(), succeed("dpkg", "--print-architecture").strip(), ())
-    request.getfixturevalue("armhf")
-    return Deb(packages.armhf_deb(), "armhf", ("qemu-arm", "-L", "/usr/arm-linux-gnueabihf"))
+    need_board(request.param)
+    machine, emulator = BOARDS[request.param]
+    return Deb(packages.board_deb(request.param), request.param, (emulator, "-L", f"/usr/{machine}"))

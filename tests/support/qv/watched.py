@@ -6,10 +6,10 @@ import signal
 import subprocess
 import tempfile
 
-from qvbus.frames import Frame
-from qvbus.pair import listeners, wait_for_listeners
-from qvbus.peer import END_MARK, Peer
-from qvbus.waiting import PATIENCE, wait_until
+from qv.frame import Frame
+from qv.pair import listeners, wait_for_listeners
+from qv.peer import END_MARK, Peer
+from qv.waiting import PATIENCE, wait_until
 
 
 class Program:

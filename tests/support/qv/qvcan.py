@@ -3,8 +3,8 @@
 import os
 from pathlib import Path
 
-from qvbus.pair import listeners, wait_for_listeners
-from qvbus.program import Program
+from qv.pair import listeners, wait_for_listeners
+from qv.watched import Program
 
 FD_ENABLED = "enabled CAN_RAW_FD_FRAMES\n"
 READING = "nothing to send, just reading ...\n"

@@ -1,15 +1,19 @@
-"""A running qvbus, and peers on it that are no programs of ours. A test file takes the fixtures with `pytest_plugins = "qvcli.bus"`."""
+"""A running qvbus, and peers on it that are no programs of ours. A test file takes the fixtures with `pytest_plugins = "qv.userbus"`."""
 
+import fcntl
 import os
+from pathlib import Path
 import re
 import select
 import signal
+import termios
 import time
 
 import pytest
 
-from qvcli.program import PATIENCE
-from qvcli.record import unpack
+from qv.program import PATIENCE
+from qv.record import unpack
+from qv.waiting import wait_until
 
 
 class Peer:
@@ -68,6 +72,17 @@ class Bus:
         while not any(terminal in opened_by(process) for process in family(program.process.pid)):
             assert program.runs() and time.monotonic() < end, f"waited for {terminal} to be opened: {program}"
             os.sched_yield()
+
+    def settle(self):
+        """Waits until the bus waits: it has done all that there was to do."""
+        wait_until(lambda: Path(f"/proc/{self.program.process.pid}/stat").read_text().rpartition(")")[2].split()[0] == "S",
+                   "the bus to wait")
+
+    def await_read(self, number):
+        """Waits until the bus has read all that was written to the node."""
+        with open(self.paths[number], "rb", buffering=0) as terminal:
+            wait_until(lambda: fcntl.ioctl(terminal, termios.TIOCOUTQ, b"\0" * 4) == b"\0" * 4, "the bus to read")
+        self.settle()
 
     def passed(self, number=None):
         """The lines of -v so far: frames as text, all or those of one node."""

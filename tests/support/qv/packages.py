@@ -2,7 +2,7 @@
 
 import shutil
 
-from qvpackage.command import environment, run, succeed
+from qv.packager import environment, run, succeed
 
 NO_NETWORK = next((words for words in (["unshare", "-n"], ["unshare", "-rn"]) if run(*words, "true").returncode == 0), None)
 
@@ -38,13 +38,16 @@ class Packages:
         return only((self.unpacked / "build" / preset).glob(pattern))
 
     def host_deb(self):
-        return self.workflow("deb", "release", "*.deb")
+        return self.workflow("deb", "release", "qv_*.deb")
 
-    def armhf_deb(self):
-        return self.workflow("deb-armhf", "armhf", "*.deb")
+    def plot_deb(self):
+        return self.workflow("deb", "release", "qv-plot_*.deb")
 
-    def static_tarball(self):
-        return self.workflow("tarball-armhf-static", "armhf-static", "*.tar.gz")
+    def board_deb(self, board):
+        return self.workflow(f"deb-{board}", board, "*.deb")
+
+    def static_tarball(self, board):
+        return self.workflow(f"tarball-{board}-static", f"{board}-static", "*.tar.gz")
 
     def host_build(self):
         self.host_deb()
@@ -56,8 +59,12 @@ def only(paths):
     return path
 
 
-def lacks_for_armhf():
-    """Why nothing can be made for 32-bit ARM and run here, or None."""
-    needed = {"arm-linux-gnueabihf-g++": "g++-arm-linux-gnueabihf", "qemu-arm": "qemu-user"}
+BOARDS = {"armhf": ("arm-linux-gnueabihf", "qemu-arm"), "arm64": ("aarch64-linux-gnu", "qemu-aarch64")}  # machine, emulator
+
+
+def lacks_for(board):
+    """Why nothing can be made for the board and run here, or None."""
+    machine, emulator = BOARDS[board]
+    needed = {f"{machine}-g++": f"g++-{machine}", emulator: "qemu-user"}
     missing = [package for tool, package in needed.items() if shutil.which(tool) is None]
     return "not installed: " + " ".join(missing) if missing else None

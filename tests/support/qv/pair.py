@@ -5,7 +5,7 @@ from pathlib import Path
 import socket
 import subprocess
 
-from qvbus.waiting import wait_until
+from qv.waiting import wait_until
 
 
 def command(*words, stdin=""):

@@ -5,7 +5,7 @@ from pathlib import Path
 import re
 import subprocess
 
-PAGES = ("qvcan.1", "qvcandev.1", "qvbus.1", "qvtrace.5", "qv.7")
+PAGES = ("qvcan.1", "qvcandev.1", "qvbus.1", "qvcancheck.1", "qvcancheck-plot.1", "qvpattern.5", "qvtrace.5", "qv.7")
 
 
 def path_of(page):

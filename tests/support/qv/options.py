@@ -10,7 +10,7 @@ import re
 import shlex
 import subprocess
 
-PROGRAMS = ("qvcan", "qvcandev", "qvbus")
+PROGRAMS = ("qvcan", "qvcandev", "qvbus", "qvcancheck", "qvcancheck-plot")
 PATIENCE = 60  # seconds; only a failure waits that long
 
 
@@ -28,22 +28,24 @@ def run(program, *options):
 
 @dataclass(frozen=True)
 class Option:
-    short: str
+    short: str  # "" for one with a long form only
     long: str
     argument: str  # "" for an option without
+    optional: bool  # the argument may be left out
 
     @property
     def shown(self):
-        return f"{self.short}, {self.long}" + (f"={self.argument}" if self.argument else "")
+        argument = f"={self.argument}" if self.argument else ""
+        return ", ".join(filter(None, [self.short, self.long])) + (f"[{argument}]" if self.optional else argument)
 
 
-ROW = re.compile(r"^ +(-\w), (--[\w-]+)(?:=(\S+))?(?: .*)?$")
+ROW = re.compile(r"^ +(?:(-\w), +)?(--[\w-]+)(?:=([^]\s]+)|\[=(\S+)\])?(?: .*)?$")
 
 
 def option_in(line):
     """The option that a line of a help text or page is about, or None."""
     row = ROW.match(line)
-    return Option(row[1], row[2], row[3] or "") if row else None
+    return Option(row[1] or "", row[2], row[3] or row[4] or "", bool(row[4])) if row else None
 
 
 def options_of(program):

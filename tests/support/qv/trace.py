@@ -4,7 +4,7 @@ import os
 from pathlib import Path
 import re
 
-from qvcli.program import command, environment, Live, run_command
+from qv.program import command, environment, Live, run_command
 
 
 class Strace:

@@ -3,7 +3,7 @@
 from dataclasses import replace
 import struct
 
-from qvcli.record import DATA, EXTENDED, Record, REMOTE, STANDARD
+from qv.record import DATA, EXTENDED, Record, REMOTE, STANDARD
 
 EFF = 0x80000000
 RTR = 0x40000000

@@ -1,11 +1,11 @@
-"""The table of argument vectors: (name, arguments). What each must print comes from the model (qvcli/model.py).
+"""The table of argument vectors: (name, arguments). What each must print comes from the model (model.py).
 
 Each row is read behind `-vv -d no/such/device`, so that its time gap shows in the debug line and no device is opened.
 """
 
 import string
 
-from qvcli.model import LETTERS, PREFIXES
+from qv.model import LETTERS, PREFIXES
 
 NUMBERS = {
     "empty": "", "blank": " ", "blanks": " \t ", "zero": "0", "one": "1", "default": "100000", "leading_zeros": "000123",

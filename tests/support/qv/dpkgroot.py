@@ -3,7 +3,7 @@
 import os
 import shutil
 
-from qvpackage.command import run, succeed
+from qv.packager import run, succeed
 
 # The libraries of Debian 12, the release that the packages are made for.
 DEBIAN_12 = {"libc6": "2.36-9", "libgcc-s1": "12.2.0-14", "libstdc++6": "12.2.0-14"}

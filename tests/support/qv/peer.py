@@ -3,8 +3,8 @@
 import errno
 import socket
 
-from qvbus.frames import CANFD_MTU, EFF, Frame
-from qvbus.waiting import wait_until
+from qv.frame import CANFD_MTU, EFF, Frame
+from qv.waiting import wait_until
 
 CAN_RAW_LOOPBACK = 3  # Python 3.11 has no name for every option: linux/can/raw.h
 CAN_RAW_FD_FRAMES = 5

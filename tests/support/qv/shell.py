@@ -8,7 +8,7 @@ import shlex
 import subprocess
 import time
 
-from qvdocs.program import PATIENCE
+from qv.options import PATIENCE
 
 COMPLETION = Path(__file__).resolve().parents[3] / "completion"
 

@@ -1,1 +1,0 @@
-"""Helpers of the tests of manual pages and completions."""
