@@ -1,0 +1,151 @@
+"""qvcancheck on a node of qvbus: as on any bus, with the kernel's SocketCAN left out; and its live line on a terminal."""
+
+import fcntl
+import json
+import os
+import re
+import signal
+import struct
+import termios
+
+import pytest
+
+from qv.program import environment, run
+
+pytest_plugins = "qv.userbus"
+
+NODE = 1
+
+
+@pytest.fixture
+def bus(make_bus):
+    return make_bus(2)
+
+
+@pytest.fixture
+def check(start, bus):
+    """check(options..., popen=settings) listens to a node of the bus when it returns."""
+    def begin(*options, **popen):
+        program = start("qvcancheck", "-d", bus.paths[NODE], *options, **popen)
+        bus.await_open(program, NODE)
+        return program
+    return begin
+
+
+@pytest.fixture
+def send(bus):
+    def begin(first, count, *options):
+        done = run("qvcandev", "-d", bus.paths[0], "-p", "-i", first, "-l", count, "-t", "1m", "-j", "0", *options)
+        assert (done.err, done.status) == ("", 0)
+    return begin
+
+
+@pytest.mark.parametrize("kind, name", [([], "classic 8"), (["-f"], "FD 64")], ids=["classic", "fd"])
+def test_the_pattern_at_a_node_passes_with_all_that_was_demanded(check, send, bus, kind, name):
+    seen = check("-i", "1", "-l", "200", "-e", "20", "-w", "200m", *kind)
+    send("1", "200", "-e", "20", *kind)
+    done = seen.result()
+    assert (done.err, done.status) == ("", 0), done.out
+    assert f" {bus.paths[NODE]} s1 stream: {name}" in re.sub(" +", " ", done.out)
+    assert done.out.splitlines()[-1].startswith("PASS")
+
+
+def test_a_sender_at_a_node_that_injects_nothing_of_what_was_demanded_fails(check, send):
+    seen = check("-i", "1", "-l", "200", "-e", "20", "-w", "200m", "--json")
+    send("1", "200")
+    done = seen.result()
+    assert done.status == 1
+    assert json.loads(done.out.splitlines()[-1])["findings"] == {"uninjected": 10}
+
+
+def test_a_bus_that_ends_ends_the_check_with_its_verdict(check, send, bus):
+    seen = check("--json")
+    send("1", "100")
+    seen.until_out('"stream"')
+    bus.await_read(0)
+    assert bus.program.end().status == 0
+    done = seen.result()
+    summary = json.loads(done.out.splitlines()[-1])
+    assert (summary["status"], summary["streams"][0]["intact"]) == (done.status, 100)
+
+
+def test_a_silence_longer_than_allowed_is_told_while_it_lasts(check, send):
+    seen = check("--max-gap", "300m")
+    send("1", "100")
+    seen.until_out(" gap")
+    done = seen.end(signal.SIGINT)
+    assert done.status == 1
+    assert len(re.findall(r"\bs1 +gap", done.out)) == 1, "one silence is one finding"
+
+
+def test_a_silence_within_the_allowed_one_is_no_finding(check, send):
+    seen = check("--max-gap", "1k")
+    send("1", "100")
+    seen.until_out("stream:")
+    assert seen.end(signal.SIGINT).status == 0
+
+
+@pytest.fixture
+def live(check, terminal):
+    """live(columns, NO_COLOR value) starts a check whose standard error is a terminal of that width. Frames that are
+    corrupted otherwise than every 7th are counts that are not zero."""
+    def begin(columns, refusal=None):
+        fcntl.ioctl(terminal.slave, termios.TIOCSWINSZ, struct.pack("4H", 24, columns, 0, 0))
+        return check("--allow", "all", "-i", "1", "-e", "7", stderr=terminal.slave, env=environment(NO_COLOR=refusal))
+    return begin
+
+
+def lines_of(terminal):
+    """The live lines so far, each as written."""
+    return [line.removesuffix("\033[K") for line in terminal.seen.decode().split("\r")[:-1]]
+
+
+def shown(terminal, program, text):
+    """Waits for a live line with the text, and gives it."""
+    program.until(lambda: any(text in line for line in lines_of(terminal)), f"{text!r} in {lines_of(terminal)[-1:]}", also=terminal)
+    return next(line for line in reversed(lines_of(terminal)) if text in line)
+
+
+def test_a_terminal_gets_a_line_on_how_it_stands_four_times_a_second(live, send, terminal):
+    seen = live(200)
+    send("1", "100")
+    line = shown(terminal, seen, "s1 64  0/s")
+    assert re.fullmatch(r" +\d+\.\d s  s1 64  0/s  lost 0  repeated 0  reordered 0  corrupted 0  open 0  this host 0", line)
+
+
+@pytest.mark.parametrize("columns", [20, 40])
+def test_the_live_line_is_cut_to_the_width_of_the_terminal(live, send, terminal, columns):
+    seen = live(columns)
+    send("1", "100")
+    shown(terminal, seen, "s1 64")
+    assert {len(line) for line in lines_of(terminal)} == {columns}
+
+
+def test_counts_that_are_not_zero_are_in_colour(live, send, terminal):
+    seen = live(200)
+    send("1", "100", "-e", "10")
+    assert "lost 0 " in shown(terminal, seen, "corrupted \033[1;31m10\033[0m ")
+
+
+def test_no_color_takes_the_colours_away(live, send, terminal):
+    seen = live(200, "1")
+    send("1", "100", "-e", "10")
+    shown(terminal, seen, "corrupted 10 ")
+    assert "\033[1" not in terminal.seen.decode()
+
+
+def test_a_verdict_is_written_over_the_live_line(live, send, terminal):
+    seen = live(200)
+    send("1", "100")
+    shown(terminal, seen, "s1 64")
+    done = seen.end(signal.SIGINT)
+    assert done.out.splitlines()[-1].startswith("PASS")
+    os.set_blocking(terminal.master, False)
+    terminal.receive()
+    assert terminal.seen.endswith(b"\r\033[K"), "the line is gone from the terminal"
+
+
+def test_what_is_no_terminal_gets_no_live_line(check, send):
+    seen = check("-T", "1")
+    send("1", "100")
+    assert seen.result().err == ""
