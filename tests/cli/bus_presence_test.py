@@ -4,46 +4,70 @@ import signal
 
 import pytest
 
-from qvcli.program import Result
-from qvcli.record import Record, unpack
-from qvcli.traffic import answer
+from qv.program import Result
+from qv.record import FD_STANDARD, Record, unpack, untimed
+from qv.traffic import answer, pattern
+from qv.userbus import parse_counts
 
-pytest_plugins = "qvcli.bus"
+pytest_plugins = "qv.userbus"
 
 PLAIN = Record(0x123, b"\1\2\3", time=1000000)
 INCOMPLETE = "[DEBUG] BZ::readCAN() incomplete buffer read\n"
 
 
-def test_a_node_that_does_not_read_holds_nobody_up_and_what_it_misses_is_counted(make_bus, node):
-    bus = make_bus(4)
-    sender, sleeper, observer = bus.join(0), bus.join(1), bus.join(3)
-    answerer = node(bus, 2, "-a")
-    rounds = 1000  # more than a terminal has room for
-    records = [Record(number % 0x400, bytes([number % 256] * 8), time=number) for number in range(rounds)]
-    for record in records:
-        sender.send(record)
-        assert sender.records(1) == [answer(record)]
-        assert observer.records(2) == [record, answer(record)]
-    # It wakes up: what was handed to it is whole and in order, and from then on it misses nothing.
-    mark = Record(0x7AA, b"\0" * 8, time=rounds)  # its time tells it, and the answer to it, from the others
+LONG = Record(0x222, bytes(64), FD_STANDARD)  # 92 bytes
+MORE_THAN_A_QUEUE = 12500  # of them: 1.15 MB
+NOT_READING = ": is not reading and misses records\n"
+
+
+def test_a_node_that_pauses_misses_nothing(make_bus):
+    bus = make_bus(2)
+    sender, sleeper = bus.join(0), bus.join(1)
+    records = [Record(number % 0x800, bytes(64), FD_STANDARD, time=number) for number in range(10000)]  # 920 kB
+    sender.send(*records)
+    assert sleeper.records(10000, 92) == records
+    assert bus.counts() == [(10000, 0, 0), (0, 10000, 0)]
+
+
+def test_nothing_of_a_pattern_at_full_rate_is_lost(make_bus, start):
+    bus = make_bus(3)
+    reader, other = bus.join(1), bus.join(2)
+    count = 25000  # as many as fit into a node's queue, however slow this test is
+    sender = start("qvcandev", "-p", "-t", "0", "-l", count, "-d", bus.paths[0])
+    expected = iter(pattern(1, count))
+    for _ in range(count // 1000):
+        records = reader.records(1000)
+        assert untimed(records) == [next(expected) for _ in records]
+        assert other.records(1000) == records
+    assert sender.result() == Result("", "", 0)
+    assert bus.counts() == [(count, 0, 0), (0, count, 0), (0, count, 0)]
+
+
+def test_a_node_that_does_not_read_is_named_at_once_and_holds_nobody_up(make_bus):
+    bus = make_bus(3)
+    sender, sleeper, observer = bus.join(0), bus.join(1), bus.join(2)
+    for _ in range(MORE_THAN_A_QUEUE):
+        sender.send(LONG)
+        observer.take(92)
+    bus.program.until_err("\n")
+    assert bus.program.err == bus.paths[1] + NOT_READING
+    # It wakes up: what was kept for it is whole and in order, and from then on it misses nothing.
+    mark = Record(0x7AA, b"\0" * 64, FD_STANDARD, time=1)
     while mark.pack() not in sleeper.seen:
         while sleeper.ready():
             sleeper.receive()
         sender.send(mark)
-        observer.records(2)
-        sender.records(1)
+        observer.take(92)
         while sleeper.ready():
             sleeper.receive()
-    handed = unpack(bytes(sleeper.seen[:len(sleeper.seen) // 36 * 36]))
-    everything = [one for record in records for one in (record, answer(record))]
-    early = [record for record in handed if record.time < rounds]
-    rest = iter(everything)
-    assert all(record in rest for record in early), "in order, each once"
-    assert 0 < len(early) < len(everything)
-    assert answerer.end() == Result("", "", -signal.SIGTERM)
-    (sent, *_), (_, received, missed), *_ = counts = bus.counts()
-    assert received + missed == 2 * sent and missed >= len(everything) - len(early)
-    assert [count[2] for count in counts] == [0, missed, 0, 0]
+    early = [record for record in unpack(bytes(sleeper.seen[:len(sleeper.seen) // 92 * 92])) if record != mark]
+    assert early == [LONG] * len(early)
+    assert 2**20 - 100000 < len(early) * 92 < 2**20 + 100000
+    seen = bus.program.end()
+    (sent, *_), (_, received, missed), observed = parse_counts(bus, seen.out)
+    assert (received + missed, observed) == (sent, (0, sent, 0))
+    assert missed == MORE_THAN_A_QUEUE - len(early)
+    assert seen.err == bus.paths[1] + NOT_READING
 
 
 def test_a_node_that_joins_late_gets_nothing_of_what_came_before(make_bus):
@@ -70,6 +94,8 @@ def test_who_takes_the_place_of_a_node_that_did_not_read_starts_with_nothing(mak
     follower = bus.join(1)
     sender.send(Record(6, b"\6"))
     assert follower.records(1, 29) == [Record(6, b"\6")]
+    (sent, *_), (_, received, missed), _ = bus.counts()
+    assert (sent, received + missed) == (1002, 1001), "what the first one left unread is counted"
 
 
 @pytest.mark.parametrize("options, devices", [([], 1), (["-a"], 1), (["-i", "1", "-i", "2"], 2)], ids=str)

@@ -7,11 +7,11 @@ import re
 import pytest
 
 from pattern_sender_test import dump
-from qvcli.program import Result
-from qvcli.record import Record, untimed
-from qvcli.traffic import answer, EFF, pattern, RTR
+from qv.program import Result
+from qv.record import Record, untimed
+from qv.traffic import answer, EFF, pattern, RTR
 
-pytest_plugins = "qvcli.bus"
+pytest_plugins = "qv.userbus"
 
 SENDER = ["-p", "-t", "0"]
 INCOMPLETE = "[DEBUG] BZ::readCAN() incomplete buffer read\n"

@@ -5,11 +5,12 @@ import signal
 
 import pytest
 
-from qvcli.program import Result
-from qvcli.record import CAN, framed, Record, untimed
-from qvcli.traffic import answer, pattern
+from qv.program import Result
+from qv.record import CAN, CAN_EXT, FD_STANDARD, framed, Record, untimed
+from qv.traffic import answer, pattern
+from qv.userbus import parse_counts
 
-pytest_plugins = "qvcli.bus"
+pytest_plugins = "qv.userbus"
 
 PLAIN = Record(0x123, b"\1\2\3", time=1000000)
 OTHER = Record(0x321, b"\x11\x22", kind=CAN, time=1000000)
@@ -47,15 +48,17 @@ def test_nodes_that_do_not_answer_show_it_at_verbosity_three_alone_too(mode, wai
     assert program.err == ""
 
 
-def test_a_record_of_unknown_kind_reaches_the_node_and_is_reported_there(make_bus, node):
+@pytest.mark.parametrize("verbosity", [0, 3])
+def test_a_record_of_unknown_kind_reaches_the_node_and_is_shown_at_verbosity_three_alone(verbosity, make_bus, node):
     bus = make_bus(2)
     peer = bus.join(0)
-    program = node(bus, 1, "-a")
+    program = node(bus, 1, "-a", *["-v"] * verbosity)
     peer.send(framed(4711, b"abc"), PLAIN)
     assert peer.take(31) == answer(PLAIN).pack()
-    program.until_err("\n")
-    assert program.err == "trace buffer: passed over 1 record of unknown kind\n"
     assert bus.counts() == [(2, 1, 0), (1, 2, 0)]
+    seen = program.end()
+    assert seen.out.count("BZ::readCAN() discard: message of kind 4711, 3 bytes 61 62 63\n") == (verbosity == 3)
+    assert "unknown" not in seen.err
 
 
 @pytest.mark.parametrize("cut", [1, 2, 7, 8, 20, 30])
@@ -69,7 +72,7 @@ def test_a_record_written_in_two_pieces_is_joined(cut, make_bus, node):
     assert peer.records(2, 29) == [Record(5, b"\5"), answer(Record(5, b"\5"))]
     peer.send(PLAIN.pack()[cut:])
     assert peer.records(1, 31) == [answer(PLAIN)]
-    assert bus.counts() == [(1, 3, 0), (2, 2, 0), (1, 3, 0)]
+    assert bus.counts() == [(1, 3, 0), (2, 2, 0), (1, 0, 3)], "the other node reads nothing"
 
 
 @pytest.mark.parametrize("garbage, what", [
@@ -82,8 +85,6 @@ def test_garbage_between_records_is_reported_by_the_bus_and_handed_to_nobody(gar
     program = node(bus, 1, "-a")
     peer.send(PLAIN.pack() + garbage + PLAIN.pack())
     assert peer.records(2, 31) == [answer(PLAIN)] * 2
-    peer.send(PLAIN)  # what stands behind the first record of a read is reported at the next read
-    assert peer.records(1, 31) == [answer(PLAIN)]
     bus.program.until_err("\n")
     assert bus.program.err == f"{bus.paths[0]}: trace buffer: passed over {what}\n"
     assert program.end() == Result("", "", -signal.SIGTERM)
@@ -106,12 +107,47 @@ def test_half_a_record_of_a_node_that_goes_is_reported_and_costs_the_next_node_n
     assert seen.err.startswith(f"{bus.paths[0]}: trace buffer: ") and "20 bytes" in seen.err and seen.err.count("\n") == 1
 
 
-def test_garbage_behind_the_last_record_is_reported_at_the_end_of_the_bus_at_the_latest(make_bus):
+def test_garbage_behind_the_last_record_is_reported_at_once(make_bus):
     bus = make_bus(2)
     peer, other = bus.join(0), bus.join(1)
     peer.send(PLAIN.pack() + b"xyz")
     assert other.records(1, 31) == [PLAIN]
-    assert bus.program.end().err == f"{bus.paths[0]}: trace buffer: passed over 3 bytes outside of any sound record\n"
+    line = f"{bus.paths[0]}: trace buffer: passed over 3 bytes outside of any sound record\n"
+    bus.program.until_err(line)
+    assert bus.program.end().err == line
+
+
+TORN = Record(1, bytes(64), FD_STANDARD).pack()[:20]
+
+
+def test_a_sound_record_behind_a_torn_one_is_handed_on_when_its_node_leaves(make_bus):
+    bus = make_bus(2)
+    leaver, other = bus.join(0), bus.join(1)
+    leaver.send(TORN + PLAIN.pack())
+    leaver.close()
+    assert other.records(1, 31) == [PLAIN]
+    seen = bus.program.end()
+    assert parse_counts(bus, seen.out) == [(1, 0, 0), (0, 1, 0)]
+    assert seen.err == f"{bus.paths[0]}: trace buffer: passed over 20 bytes outside of any sound record\n"
+
+
+def test_a_sound_record_behind_a_torn_one_is_handed_on_when_the_bus_ends(make_bus):
+    bus = make_bus(2)
+    peer = bus.join(0)
+    bus.join(1)
+    peer.send(TORN + PLAIN.pack())
+    assert parse_counts(bus, bus.program.end().out) == [(1, 0, 0), (0, 0, 1)], "nobody reads it there"
+
+
+def test_a_record_with_an_invalid_body_is_counted_and_judged_by_the_node_that_gets_it(make_bus, node):
+    bus = make_bus(2)
+    peer = bus.join(0)
+    program = node(bus, 1, "-a")
+    peer.send(framed(CAN_EXT, b"abc"), PLAIN)
+    assert peer.records(1, 31) == [answer(PLAIN)]
+    program.until_err("\n")
+    assert program.err == "trace buffer: passed over 1 record with an invalid body\n"
+    assert bus.counts() == [(2, 1, 0), (1, 2, 0)]
 
 
 SENDER = ["-p", "-l", "6", "-t", "0"]

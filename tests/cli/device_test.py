@@ -7,7 +7,7 @@ import socket
 
 import pytest
 
-from qvcli.program import path_of, Result, run, RUNNER, run_command
+from qv.program import path_of, Result, run, RUNNER, run_command
 
 READING = "nothing to send, just reading ...\n"
 

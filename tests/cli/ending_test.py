@@ -5,8 +5,8 @@ import signal
 
 import pytest
 
-from qvcli.program import command, Live, Result, run
-from qvcli.record import unpack
+from qv.program import command, Live, Result, run
+from qv.record import unpack
 
 READING = "nothing to send, just reading ...\n"
 

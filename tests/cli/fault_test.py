@@ -2,9 +2,9 @@
 
 import pytest
 
-from qvcli.program import Result
-from qvcli.record import Record, unpack, untimed
-from qvcli.traffic import pattern
+from qv.program import Result
+from qv.record import Record, unpack, untimed
+from qv.traffic import pattern
 
 INCOMPLETE = "write: incomplete CAN frame\n"
 FULL_QUEUE = "write error: No buffer space available\n"
@@ -91,9 +91,9 @@ def test_a_wait_that_a_signal_interrupts_goes_on(strace, device):
     assert untimed(unpack(device.read_bytes())) == pattern(1, 6)
 
 
-def test_a_thread_that_cannot_be_made_is_not_reported_and_hangs_nothing(strace, device):
+def test_a_thread_that_cannot_be_made_is_one_line_and_status_one(strace, device):
     seen = strace.run("qvcandev", "-d", device, *SENDER, only="clone,clone3", inject=["clone,clone3:error=EAGAIN"])
-    assert seen == Result("", "", 0)
+    assert seen == Result("", "[ERROR] Cannot create a thread: Resource temporarily unavailable\n", 1)
     assert device.read_bytes() == b""
 
 

@@ -2,13 +2,15 @@
 
 import os
 import signal
+import subprocess
+import sys
 
 import pytest
 
-from qvcli.program import default_signals, environment, Result, run
-from qvcli.record import unpack, untimed
-from qvcli.traffic import pattern
-from qvcli.usage import usage
+from qv.program import default_signals, environment, Result, run, run_command
+from qv.record import unpack, untimed
+from qv.traffic import pattern
+from qv.usage import usage
 
 FULL = "[ERROR] Cannot write to standard output\n"
 READING = "nothing to send, just reading ...\n"
@@ -99,7 +101,7 @@ def test_lines_reach_a_file_while_the_program_runs(start, terminal, tmp_path):
 
 
 LANGUAGES = [{}, {"LC_ALL": "C"}, {"LC_ALL": "POSIX"}, {"LC_ALL": "C.UTF-8"}, {"LC_ALL": "de_DE"}, {"LC_ALL": "de_DE.UTF-8"}, {"LC_ALL": ""},
-             {"LC_ALL": "tr_TR.UTF-8"}, {"LC_ALL": "no such"}, {"LANG": "de_DE.UTF-8", "LANGUAGE": "de"}, {"LC_NUMERIC": "de_DE.UTF-8"},
+             {"LC_ALL": "tr_TR.UTF-8"}, {"LC_ALL": "no such"}, {"LANG": "de_DE.UTF-8", "LANGUAGE": "de"}, {"LANGUAGE": "de"}, {"LC_NUMERIC": "de_DE.UTF-8"},
              {"LC_CTYPE": "ja_JP.SJIS"}, {"LOCPATH": "/nonexistent"}]
 
 
@@ -113,6 +115,29 @@ def test_the_language_changes_no_byte(variables, device, tmp_path):
     assert run("qvcandev", "-t", "5ms", **settings) == Result("", '[ERROR] invalid unit "ms" specified\n', 1)
     assert run("qvcandev", "-d", device, "-p", "-l", 1, **settings) == Result("", "", 0)
     assert untimed(unpack(device.read_bytes())) == pattern(1, 1)
+
+
+@pytest.fixture(scope="module", name="english")
+def english_locale(tmp_path_factory):
+    """A folder with en_US.UTF-8, which the programs ask for and few boards have."""
+    folder = tmp_path_factory.mktemp("locale")
+    subprocess.run(["localedef", "-i", "en_US", "-f", "UTF-8", folder / "en_US.UTF-8"], check=True)
+    return str(folder)
+
+
+@pytest.mark.parametrize("variables", LANGUAGES[:-1], ids=lambda variables: ",".join(f"{n}={v}" for n, v in variables.items()) or "none")
+def test_no_language_changes_a_byte_where_the_locale_is_installed(native, english, variables, tmp_path):
+    ask = "import locale, os; locale.setlocale(locale.LC_ALL, 'en_US.UTF-8'); print(os.strerror(2))"
+    german = run_command([sys.executable, "-c", ask], env=environment(LOCPATH=english, LANGUAGE="de"))
+    assert german.out == "Datei oder Verzeichnis nicht gefunden\n", "the German texts are there to be printed (package libc-l10n)"
+    settings = dict(env=environment(**{**variables, "LOCPATH": english}), cwd=tmp_path)
+    assert run("qvcandev", "-d", "no", **settings) == Result("", "error opening no: No such file or directory\n", 1)
+    assert run("qvcandev", "-h", **settings) == Result(usage("qvcandev"), "", 0)
+
+
+def test_posixly_correct_hides_no_option_behind_an_operand():
+    settings = dict(env=environment(POSIXLY_CORRECT="1"))
+    assert run("qvcandev", "can1", "-x", **settings) == Result("", "[ERROR] Unknown option '-x'\n", 1)
 
 
 def test_the_micro_sign_is_two_bytes():

@@ -7,11 +7,11 @@ import time
 
 import pytest
 
-from qvcli.model import number
-from qvcli.program import Result, run
-from qvcli.record import time_of_day, unpack, untimed
-from qvcli.traffic import EFF, pattern, RTR
-from vectors import NUMBERS
+from qv.model import number
+from qv.program import Result, run
+from qv.record import time_of_day, unpack, untimed
+from qv.traffic import EFF, pattern, RTR
+from qv.vectors import NUMBERS
 
 DAY = 86400 * 1000000
 

@@ -2,15 +2,19 @@
 
 import os
 from pathlib import Path
+import select
 import signal
 import stat
+import subprocess
+import time
 
 import pytest
 
-from qvcli.program import default_signals, Result, run
-from qvcli.record import CAN, ERROR, EXTENDED, FD_EXTENDED, FD_STANDARD, framed, Record, REMOTE, SENT, STANDARD
+from qv.program import default_signals, PATIENCE, Result, run
+from qv.record import CAN, CAN_EXT, ERROR, EXTENDED, FD_EXTENDED, FD_STANDARD, framed, Record, REMOTE, SENT, STANDARD
+from qv.userbus import parse_counts
 
-pytest_plugins = "qvcli.bus"
+pytest_plugins = "qv.userbus"
 
 USAGE = """\
 usage: qvbus <options>
@@ -51,7 +55,8 @@ def test_help_to_a_full_disk_is_a_failure_and_said():
     (["-d", "node"], "Unknown option '-d'"), (["-n"], "Unknown option '-n'"), (["-l"], "Unknown option '-l'"),
     (["--nodes"], "Unknown option '--nodes'"), (["--link"], "Unknown option '--link'"), (["--verbose=1"], "Unknown option '--verbose=1'"),
     *((["-n", text], f"The number of nodes is 2 to 64, not '{text}'")
-      for text in ("0", "1", "65", "-1", "-2", "", "x", "4294967298", "18446744073709551618", "1e9", "0x", "99999999999")),
+      for text in ("0", "1", "65", "-1", "-2", "", "x", "4294967298", "18446744073709551618", "1e9", "0x", "99999999999", "3x", "2.5",
+                   "7abc", "3 ", "2,3")),
     (["--nodes=1", "-x"], "The number of nodes is 2 to 64, not '1'"), (["-n", "1", "-h"], "The number of nodes is 2 to 64, not '1'"),
     (["node"], "Unexpected argument 'node'"), ([""], "Unexpected argument ''"), (["-"], "Unexpected argument '-'"),
     (["--", "-h"], "Unexpected argument '-h'"), (["-v", "one", "two"], "Unexpected argument 'one'"),
@@ -61,12 +66,12 @@ def test_what_is_no_option_is_one_line_and_makes_nothing(arguments, line, tmp_pa
     assert list(tmp_path.iterdir()) == []
 
 
-@pytest.mark.parametrize("text, nodes", [("2", 2), ("3", 3), ("0x10", 16), ("010", 8), (" 5", 5), ("+4", 4), ("7abc", 7), ("64", 64)])
+@pytest.mark.parametrize("text, nodes", [("2", 2), ("3", 3), ("0x10", 16), ("010", 8), (" 5", 5), ("+4", 4), ("64", 64)])
 def test_makes_as_many_terminals_as_asked_for_and_removes_their_names(text, nodes, start, tmp_path):
     program = start("qvbus", "-n", text, cwd=tmp_path)
     program.until_out(f"{nodes} nodes: qvnode0 to qvnode{nodes - 1}\n")
     names = [f"qvnode{number}" for number in range(nodes)]
-    assert sorted(entry.name for entry in tmp_path.iterdir()) == sorted(names)
+    assert sorted(entry.name for entry in tmp_path.iterdir()) == sorted([*names, "qvnode.lock"])
     assert all(stat.S_ISCHR(os.stat(tmp_path / name).st_mode) for name in names)
     assert program.end().status == 0
     assert list(tmp_path.iterdir()) == []
@@ -110,7 +115,7 @@ def test_a_name_that_is_taken_is_refused_and_left_alone(what, tmp_path):
                                             ("x" * 255, "File name too long")], ids=["missing", "file", "long"])
 def test_a_name_that_cannot_be_made_is_named_with_the_reason(prefix, reason, tmp_path):
     (tmp_path / "file").touch()
-    assert run("qvbus", "-l", prefix, cwd=tmp_path) == Result("", f"[ERROR] {prefix}0: {reason}\n", 1)
+    assert run("qvbus", "-l", prefix, cwd=tmp_path) == Result("", f"[ERROR] {prefix}.lock: {reason}\n", 1)
 
 
 def test_a_second_bus_of_the_same_names_is_refused_and_the_first_goes_on(make_bus):
@@ -124,12 +129,53 @@ def test_a_second_bus_of_the_same_names_is_refused_and_the_first_goes_on(make_bu
 def test_names_left_behind_by_a_killed_bus_are_taken_over(make_bus, tmp_path):
     killed = make_bus(3)
     killed.program.end(signal.SIGKILL)
-    assert len(list(tmp_path.iterdir())) == 3
-    # The terminals' numbers are given anew, to anybody: only where nobody took them the names lead nowhere.
-    if any(Path(path).exists() for path in killed.paths):
-        pytest.skip("another program has got the number of a terminal of the killed bus meanwhile")
+    assert len(list(tmp_path.iterdir())) == 4, "three names and the lock"
     assert make_bus(3).counts() == [(0, 0, 0)] * 3
     assert list(tmp_path.iterdir()) == []
+
+
+def test_names_left_behind_are_taken_over_though_somebody_has_their_terminals_numbers(make_bus, tmp_path):
+    killed = make_bus(2)
+    targets = {os.readlink(path) for path in killed.paths}
+    killed.program.end(signal.SIGKILL)
+    taken = []
+    # The system gives the lowest free number: after so many openings the two have an owner, this test or another program.
+    while not all(os.path.exists(target) for target in targets):
+        taken.append(os.openpty())
+    bus = make_bus(2)
+    assert targets.isdisjoint(os.readlink(path) for path in bus.paths)
+    assert bus.counts() == [(0, 0, 0)] * 2
+    for pair in taken:
+        for descriptor in pair:
+            os.close(descriptor)
+    assert list(tmp_path.iterdir()) == []
+
+
+def test_a_link_to_a_terminal_that_is_gone_is_replaced_and_no_other(make_bus, tmp_path):
+    (tmp_path / "node0").symlink_to("/dev/pts/987654")
+    assert make_bus(2).counts() == [(0, 0, 0)] * 2
+    for target in ("nowhere", "/nowhere/pts/1", "/dev/null"):
+        (tmp_path / "node0").symlink_to(target)
+        assert run("qvbus", "-l", tmp_path / "node") == Result("", f"[ERROR] {tmp_path}/node0: File exists\n", 1)
+        assert os.readlink(tmp_path / "node0") == target
+        (tmp_path / "node0").unlink()
+    assert list(tmp_path.iterdir()) == []
+
+
+@pytest.mark.parametrize("settings", [["sane"], ["icanon", "echo", "opost", "onlcr", "icrnl", "isig"]], ids=str)
+def test_a_terminal_that_was_left_cooked_is_raw_for_the_next_node(settings, make_bus):
+    bus = make_bus(2)
+    reader = bus.join(1)
+    for _ in range(5):
+        subprocess.run(["stty", "-F", bus.paths[0], *settings], check=True)
+        bus.settle()
+        sender = bus.join(0)
+        record = Record(1, bytes(range(3, 32)))  # with the bytes of Ctrl-C, line ends and flow control
+        sender.send(record)
+        assert reader.records(1, 57) == [record]
+        reader.send(record)
+        assert sender.records(1, 57) == [record]
+        sender.close()
 
 
 SHOWN = [
@@ -140,6 +186,7 @@ SHOWN = [
     (Record(2, b"\1", STANDARD, SENT), "00:00:00.000000 ch0 002#01 tx"),
     (Record(5, b"\1", frame=ERROR, status=1), "00:00:00.000000 ch0 005#01 error=stuff"),
     (Record(0x123, b"\x11\x22", kind=CAN), "00:00:00.000000 ch0 123#1122"), (framed(4711, b"abc"), "message of kind 4711, 3 bytes 61 62 63"),
+    (framed(CAN_EXT, b"abc"), "message of kind 11, 3 bytes 61 62 63"),
 ]
 
 
@@ -171,12 +218,49 @@ def test_without_v_no_record_is_printed(make_bus):
     assert bus.program.end().out.count("\n") == 3
 
 
-def test_what_stands_on_a_terminal_when_the_bus_is_asked_to_end_is_counted(make_bus):
-    bus = make_bus(2, "-v")
-    sender = bus.join(0)
-    sender.send(PLAIN)
-    assert bus.counts()[0] == (1, 0, 0)
-    assert f"{bus.paths[0]} {PLAIN}\n" in bus.program.out
+def test_what_is_under_way_when_the_bus_is_asked_to_end_is_handed_on(make_bus):
+    bus = make_bus(3)
+    sender, reader = bus.join(0), bus.join(1)
+    records = [Record(number, bytes(8)) for number in range(100)]  # no more than a terminal holds
+    bus.program.process.send_signal(signal.SIGSTOP)
+    sender.send(*records)
+    bus.program.process.send_signal(signal.SIGTERM)
+    bus.program.process.send_signal(signal.SIGCONT)
+    assert reader.records(100) == records
+    assert parse_counts(bus, bus.program.result().out) == [(100, 0, 0), (0, 100, 0), (0, 0, 0)]
+
+
+def test_what_a_node_has_not_read_when_the_bus_ends_is_counted_as_missed(make_bus):
+    bus = make_bus(2)
+    sender, sleeper = bus.join(0), bus.join(1)
+    count = 5000  # less than the bus keeps for a node, and more than its terminal holds
+    sender.send(*[PLAIN] * count)
+    bus.await_read(0)
+    seen = bus.program.end()
+    (sent, *_), (_, received, missed) = parse_counts(bus, seen.out)
+    assert sent == count
+    assert (received, missed) == (0, count), "what waits in its terminal goes with the terminal"
+
+
+@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM], ids=lambda number: number.name)
+def test_a_signal_ends_it_while_nobody_reads_its_output(number, start, tmp_path):
+    program = start("qvbus", "-v", "-l", tmp_path / "node")
+    program.until_out("node1\n")
+    with open(tmp_path / "node0", "r+b", buffering=0) as sender:
+        os.set_blocking(sender.fileno(), False)
+        written = 0
+        # Until the pipe is full, the bus no longer reads, and the terminal is full as well.
+        end = time.monotonic() + 1
+        while time.monotonic() < end:
+            if select.select([], [sender], [], 0.2)[1] and (n := sender.write(PLAIN.pack())):
+                written += n
+                end = time.monotonic() + 1
+        program.process.send_signal(number)
+        assert program.process.wait(PATIENCE) == 1
+    seen = program.result()
+    assert seen.err == "[ERROR] Cannot write to standard output\n"
+    assert written > 20000, "more than the terminal holds: the bus has read until its output was full"
+    assert [entry.name for entry in tmp_path.iterdir()] == []
 
 
 def test_a_closed_standard_output_ends_it_late_and_leaves_no_names(start, tmp_path):

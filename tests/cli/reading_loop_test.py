@@ -6,8 +6,8 @@ import signal
 
 import pytest
 
-from qvcli.program import Result
-from qvcli.record import CAN, ERROR, EXTENDED, FD_EXTENDED, FD_STANDARD, framed, Record, REMOTE, SENT
+from qv.program import Result
+from qv.record import CAN, ERROR, EXTENDED, FD_EXTENDED, FD_STANDARD, framed, Record, REMOTE, SENT
 
 READING = "nothing to send, just reading ...\n"
 INCOMPLETE = "[DEBUG] BZ::readCAN() incomplete buffer read\n"
@@ -124,7 +124,7 @@ def broken(raw, index):
 @pytest.mark.parametrize("garbage, what", [
     (b"xyz", "3 bytes outside of any sound record"), (b"\xa7", "1 byte outside of any sound record"),
     (broken(PLAIN.pack(), 35), "36 bytes outside of any sound record"), (broken(PLAIN.pack(), 7), "36 bytes outside of any sound record"),
-    (b"\xa7\x5e" * 20, "40 bytes outside of any sound record"), (framed(4711, b"abc"), "1 record of unknown kind"),
+    (b"\xa7\x5e" * 20, "40 bytes outside of any sound record"), (framed(4711, b"abc"), None),
     (framed(11, b"short"), "1 record with an invalid body"), (b"", None),
 ])
 def test_what_is_passed_over_is_one_line_on_standard_error_and_costs_no_record(garbage, what, start, fifo):
@@ -176,17 +176,16 @@ def test_the_end_of_a_file_takes_no_core(options, start, device):
     assert program.runs()
 
 
-def test_a_nap_stands_before_each_further_look_at_the_end(strace, start, device):
+def test_each_further_look_at_the_end_comes_after_at_most_one_pause_of_80_ms(strace, start, device):
     program = strace.live("qvcandev", "-d", device, "-vv", only="read,clock_nanosleep")
     start.keep(program)
     program.until_out(INCOMPLETE, 6)
     calls = strace.calls()
     ends = [index for index, call in enumerate(calls) if call.startswith("read(3") and call.endswith(' = 0') and '"", ' in call]
-    looks = ends[-4:]
-    assert len(looks) == 4
-    for first, second in zip(looks, looks[1:]):
-        between = calls[first + 1:second]
-        assert len(between) == 1 and "tv_nsec=10000000}" in between[0], between
+    naps = [call for call in calls[ends[-4]:ends[-1]] if call.startswith("clock_nanosleep")]
+    # A machine that took longer than the pause between two looks needs none.
+    assert 1 <= len(naps) <= 3, naps
+    assert all(0 < int(re.search(r"tv_sec=0, tv_nsec=(\d+)}", nap)[1]) <= 80_000_000 for nap in naps)
 
 
 def test_a_terminal_that_hangs_up_takes_no_core(start, terminal):

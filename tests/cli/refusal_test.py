@@ -4,7 +4,7 @@ import os
 
 import pytest
 
-from qvcli.program import path_of, Result, run
+from qv.program import path_of, Result, run
 
 PROGRAMS = ["qvcan", "qvcandev"]
 

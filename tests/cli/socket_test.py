@@ -9,9 +9,9 @@ import socket
 
 import pytest
 
-from qvcli.program import Result
-from qvcli.record import EXTENDED, Record
-from qvcli.traffic import answer, can_frame, EFF, pattern, RTR
+from qv.program import Result
+from qv.record import EXTENDED, Record
+from qv.traffic import answer, can_frame, EFF, pattern, RTR
 
 READING = "nothing to send, just reading ...\n"
 ENABLED = "enabled CAN_RAW_FD_FRAMES\n"

@@ -5,8 +5,8 @@ import signal
 
 import pytest
 
-from qvcli.record import Record, unpack, untimed
-from qvcli.traffic import answer, pattern
+from qv.record import Record, unpack, untimed
+from qv.traffic import answer, pattern
 
 IDS = [0x100, 0x80000200, 0x300, 0x80000400]
 DEVICES = [word for one in IDS for word in ("-i", hex(one))]

@@ -6,8 +6,8 @@ import subprocess
 
 import pytest
 
-from qvcli.program import command, environment, path_of, Result, run
-from qvcli.usage import usage
+from qv.program import command, environment, path_of, Result, run
+from qv.usage import usage
 
 PROGRAMS = ["qvcan", "qvcandev"]
 

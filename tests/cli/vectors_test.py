@@ -5,10 +5,10 @@ import os
 
 import pytest
 
-from qvcli.model import debug_line, Help, read, Refused
-from qvcli.program import path_of, Result, run
-from qvcli.usage import usage
-from vectors import ROWS
+from qv.model import debug_line, Help, read, Refused
+from qv.program import path_of, Result, run
+from qv.usage import usage
+from qv.vectors import ROWS
 
 START = ["-vv", "-d", "no/such/device"]
 
