@@ -2,8 +2,8 @@
 
 import pytest
 
-from qvbus.frames import EFF, Frame, answer, pattern
-from qvbus.qvcan import FD_ENABLED, INCOMPLETE, READ_DOWN
+from qv.frame import EFF, Frame, answer, pattern
+from qv.qvcan import FD_ENABLED, INCOMPLETE, READ_DOWN
 
 QUEUE = 200  # frames a batch: the node's default receive queue holds 278
 

@@ -7,11 +7,11 @@ import time
 
 import pytest
 
-from qvbus.frames import pattern, reflected
-from qvbus.pair import wait_for_listeners
-from qvbus.program import Program
-from qvbus.qvcan import INCOMPLETE, READ_DOWN, WRITE_DOWN, WRITE_FULL
-from qvbus.waiting import wait_until
+from qv.frame import pattern, reflected
+from qv.pair import wait_for_listeners
+from qv.watched import Program
+from qv.qvcan import INCOMPLETE, READ_DOWN, WRITE_DOWN, WRITE_FULL
+from qv.waiting import wait_until
 
 
 def missing_from(seen, expected):

@@ -4,9 +4,9 @@ import time
 
 import pytest
 
-from qvbus.frames import EFF, Frame
-from qvbus.qvcan import FD_ENABLED, INCOMPLETE, READING, READ_DOWN, READ_GONE
-from qvbus.waiting import wait_until
+from qv.frame import EFF, Frame
+from qv.qvcan import FD_ENABLED, INCOMPLETE, READING, READ_DOWN, READ_GONE
+from qv.waiting import wait_until
 
 CLASSIC = Frame(0x123, b"\x11\x22")
 QUEUE = 250  # frames; the default receive queue holds 278 of them and drops the rest in silence

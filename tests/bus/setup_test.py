@@ -2,9 +2,9 @@
 
 import pytest
 
-from qvbus.frames import Frame
-from qvbus.pair import ip
-from qvbus.qvcan import FD_ENABLED, INCOMPLETE, READING, WRITE_REFUSED
+from qv.frame import Frame
+from qv.pair import ip
+from qv.qvcan import FD_ENABLED, INCOMPLETE, READING, WRITE_REFUSED
 
 
 @pytest.mark.parametrize("name, error", [

@@ -2,7 +2,7 @@
 
 import pytest
 
-from qvbus.program import Program
+from qv.watched import Program
 
 SENDERS = 8
 FRAMES = 150
