@@ -1,0 +1,80 @@
+"""What each system call may fail with on Linux, by its manual page (section 2). A call that the programs make and that is not here fails
+the sweep: nothing is left out in silence."""
+
+ERRNOS = {
+    "access": "EACCES ENOENT ENOTDIR EROFS",
+    "pread64": "EAGAIN EBADF EINTR EINVAL EIO EISDIR",
+    "bind": "EACCES EADDRINUSE EBADF EINVAL ENODEV ENOTSOCK ENETDOWN ENOMEM",
+    "clock_gettime": "EFAULT EINVAL EPERM",
+    "clock_nanosleep": "EFAULT EINTR EINVAL",
+    "clone": "EAGAIN ENOMEM ENOSPC EPERM",
+    "clone3": "EAGAIN ENOMEM ENOSPC EPERM ENOSYS",
+    "close": "EBADF EINTR EIO ENOSPC EDQUOT",
+    "faccessat2": "EACCES ENOENT ENOTDIR EROFS",
+    "fcntl": "EACCES EAGAIN EBADF EINTR EINVAL EMFILE EPERM",
+    "flock": "EBADF EINTR EINVAL ENOLCK EWOULDBLOCK",
+    "fsync": "EBADF EIO ENOSPC EROFS EINVAL EDQUOT",
+    "fchmod": "EBADF EIO EPERM EROFS",
+    "fchmodat": "EACCES EIO ELOOP ENOENT ENOMEM ENOTDIR EPERM EROFS",
+    "ftruncate": "EBADF EFBIG EINTR EINVAL EIO EPERM EROFS",
+    "getrandom": "EAGAIN EINTR ENOSYS",
+    "getsockopt": "EBADF EFAULT EINVAL ENOPROTOOPT ENOTSOCK",
+    "inotify_add_watch": "EACCES EBADF EEXIST EFAULT EINVAL ENOENT ENOMEM ENOSPC ENOTDIR",
+    "inotify_init1": "EINVAL EMFILE ENFILE ENOMEM",
+    "inotify_rm_watch": "EBADF EINVAL",
+    "epoll_create1": "EINVAL EMFILE ENFILE ENOMEM",
+    "epoll_ctl": "EBADF EEXIST EINVAL ENOENT ENOMEM ENOSPC EPERM",
+    "epoll_wait": "EBADF EFAULT EINTR EINVAL",
+    "ioctl": "EBADF EFAULT EINVAL ENOTTY EIO ENODEV EINTR",
+    "lseek": "EBADF EINVAL ENXIO EOVERFLOW ESPIPE",
+    "link": "EACCES EDQUOT EEXIST EIO ELOOP EMLINK ENOENT ENOMEM ENOSPC ENOTDIR EPERM EROFS EXDEV",
+    "linkat": "EACCES EDQUOT EEXIST EIO ELOOP EMLINK ENOENT ENOMEM ENOSPC ENOTDIR EPERM EROFS EXDEV",
+    "madvise": "EACCES EAGAIN EBADF EINVAL EIO ENOMEM EPERM",
+    "mmap": "EACCES EAGAIN EBADF EINVAL ENFILE ENODEV ENOMEM EPERM",
+    "mprotect": "EACCES EINVAL ENOMEM",
+    "munmap": "EINVAL",
+    "newfstatat": "EACCES EBADF EFAULT ELOOP ENOENT ENOMEM ENOTDIR",
+    "openat": "EACCES EBUSY EINTR EIO EISDIR ELOOP EMFILE ENFILE ENODEV ENOENT ENOMEM ENOSPC ENOTDIR ENXIO EPERM EROFS ETXTBSY EWOULDBLOCK",
+    "pipe2": "EFAULT EINVAL EMFILE ENFILE",
+    "poll": "EFAULT EINTR EINVAL ENOMEM",
+    "ppoll": "EFAULT EINTR EINVAL ENOMEM",
+    "prctl": "EINVAL EPERM",
+    "prlimit64": "EFAULT EINVAL EPERM",
+    "pselect6": "EBADF EINTR EINVAL ENOMEM",
+    "read": "EAGAIN EBADF EFAULT EINTR EINVAL EIO EISDIR ENETDOWN ENODEV ECONNRESET",
+    "readlinkat": "EACCES EBADF EINVAL EIO ELOOP ENOENT ENOMEM ENOTDIR",
+    "readlink": "EACCES EINVAL EIO ELOOP ENOENT ENOMEM ENOTDIR",
+    "recvfrom": "EAGAIN EBADF ECONNREFUSED EFAULT EINTR EINVAL ENOMEM ENOTCONN ENOTSOCK ENOBUFS",
+    "recvmsg": "EAGAIN EBADF ECONNREFUSED EFAULT EINTR EINVAL ENOMEM ENOTCONN ENOTSOCK ENOBUFS",
+    "recvmmsg": "EAGAIN EBADF ECONNREFUSED EFAULT EINTR EINVAL ENOMEM ENOTCONN ENOTSOCK ENETDOWN ENODEV",
+    "rename": "EACCES EBUSY EDQUOT EINVAL EISDIR EIO ELOOP ENOENT ENOMEM ENOSPC ENOTDIR EPERM EROFS EXDEV",
+    "rt_sigaction": "EFAULT EINVAL",
+    "sched_yield": "ENOSYS",
+    "select": "EBADF EINTR EINVAL ENOMEM",
+    "sendmsg": "EACCES EAGAIN EBADF ECONNRESET EINTR EINVAL ENOBUFS ENOMEM EPIPE",
+    "sendto": "EACCES EAGAIN EBADF ECONNRESET EINTR EINVAL ENOBUFS ENOMEM EPIPE",
+    "setsockopt": "EBADF EFAULT EINVAL ENOPROTOOPT ENOTSOCK EPERM",
+    "signalfd4": "EBADF EINVAL EMFILE ENFILE ENODEV ENOMEM",
+    "socket": "EACCES EAFNOSUPPORT EINVAL EMFILE ENFILE ENOBUFS ENOMEM EPROTONOSUPPORT",
+    "symlink": "EACCES EDQUOT EEXIST EIO ELOOP ENOENT ENOMEM ENOSPC ENOTDIR EPERM EROFS",
+    "symlinkat": "EACCES EDQUOT EEXIST EIO ELOOP ENOENT ENOMEM ENOSPC ENOTDIR EPERM EROFS",
+    "sysinfo": "EFAULT",
+    "timerfd_create": "EINVAL EMFILE ENFILE ENODEV ENOMEM EPERM",
+    "timerfd_settime": "EBADF EFAULT EINVAL",
+    "uname": "EFAULT",
+    "unlink": "EACCES EBUSY EIO EISDIR ELOOP ENOENT ENOMEM ENOTDIR EPERM EROFS",
+    "unlinkat": "EACCES EBUSY EIO EISDIR ELOOP ENOENT ENOMEM ENOTDIR EPERM EROFS",
+    "write": "EAGAIN EBADF EDQUOT EFAULT EFBIG EINTR EINVAL EIO ENOBUFS ENETDOWN ENXIO ENOSPC EPERM EPIPE",
+    "writev": "EAGAIN EBADF EDQUOT EFAULT EFBIG EINTR EINVAL EIO ENOSPC EPERM EPIPE",
+}
+# These cannot fail, or do not return.
+INFALLIBLE = {"exit", "exit_group", "execve", "getpid", "gettid", "getuid", "geteuid", "rt_sigreturn", "restart_syscall",
+              "set_tid_address", "arch_prctl", "tgkill", "umask", "getppid", "getpgrp"}
+# The C library's own, with arguments that are right. brk says by its value that there is no room; a futex is woken without an error, and which
+# of them waits is a race; and glibc takes the rest for granted.
+LIBRARYS = {"brk", "futex", "rt_sigprocmask", "set_robust_list", "rseq"}
+
+
+def errnos(call):
+    """The names of what it may fail with; KeyError where nobody has looked it up."""
+    return [] if call in INFALLIBLE | LIBRARYS else ERRNOS[call].split()
