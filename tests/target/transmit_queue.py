@@ -15,11 +15,11 @@ from pathlib import Path
 import sys
 import time
 
-sys.path.insert(0, str(Path(__file__).parent.parent / "bus"))
+sys.path.insert(0, str(Path(__file__).parent.parent / "support"))
 
-from qvbus.pair import command, Pair
-from qvbus.program import Program
-from qvbus.qvcan import FD_ENABLED, WRITE_FULL
+from qv.pair import command, Pair
+from qv.watched import Program
+from qv.qvcan import FD_ENABLED, WRITE_FULL
 
 QUEUE = 1000
 LENGTHS = [10, 50, 100, 125, 130, 150, 200, QUEUE]

@@ -6,9 +6,9 @@ import re
 
 import pytest
 
-from qvcli.program import run_command, RUNNER
-from qvcli.record import unpack, untimed
-from vectors import NUMBERS, ROWS
+from qv.program import run_command, RUNNER
+from qv.record import unpack, untimed
+from qv.vectors import NUMBERS, ROWS
 
 BUILDS = {"host": ([], os.environ["QV_HOST_BIN"]), "target": (RUNNER, os.environ["QV_BIN"])}
 

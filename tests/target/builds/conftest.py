@@ -1,13 +1,10 @@
-"""The tests here set two builds beside each other. QV_BIN and QV_RUNNER are the target's (tests/cli/qvcli/program.py), QV_HOST_BIN is the
+"""The tests here set two builds beside each other. QV_BIN and QV_RUNNER are the target's (tests/support/qv/program.py), QV_HOST_BIN is the
 folder of this machine's own programs."""
 
 import os
 from pathlib import Path
-import sys
 
 import pytest
-
-sys.path.insert(0, str(Path(__file__).parents[2] / "cli"))  # qvcli and the table of argument vectors
 
 
 def pytest_sessionstart():

@@ -13,10 +13,10 @@ import time
 
 import pytest
 
-from qvbus.frames import answer, Frame, pattern
-from qvbus.pair import command
-from qvbus.program import Program
-from qvbus.waiting import wait_until
+from qv.frame import answer, Frame, pattern
+from qv.pair import command
+from qv.watched import Program
+from qv.waiting import wait_until
 
 IN_2026 = calendar.timegm((2026, 1, 1, 11, 58, 0))  # far from midnight, as is the next
 IN_2040 = calendar.timegm((2040, 1, 1, 13, 58, 0))

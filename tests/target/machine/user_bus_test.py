@@ -7,9 +7,9 @@ import signal
 
 import pytest
 
-from qvbus.frames import answer, Frame, pattern
-from qvbus.program import Program
-from qvbus.waiting import wait_until
+from qv.frame import answer, Frame, pattern
+from qv.watched import Program
+from qv.waiting import wait_until
 
 RECORD = re.compile(r"^\S*/node(\d+) \d\d:\d\d:\d\d\.\d{6} ch0 (\S+)$", re.MULTILINE)
 
