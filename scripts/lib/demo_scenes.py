@@ -6,13 +6,14 @@ from pathlib import Path
 import sys
 import tempfile
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "tests" / "bus"))
+sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "tests" / "support"))
 
-from qvbus.frames import answer, difference, Frame, pattern  # noqa: E402
-from qvbus.pair import Pair  # noqa: E402
-from qvbus.program import Candump, Program  # noqa: E402
-from qvbus.qvcan import Answerer, FD_ENABLED, INCOMPLETE, Qvcan, READING, Reader  # noqa: E402
-from qvbus.waiting import wait_until  # noqa: E402
+from qv.frame import answer, difference, Frame, pattern  # noqa: E402
+from qv.livecheck import Netem  # noqa: E402
+from qv.pair import Pair, wait_for_listeners  # noqa: E402
+from qv.watched import Candump, Program  # noqa: E402
+from qv.qvcan import Answerer, FD_ENABLED, INCOMPLETE, Qvcan, READING, Reader  # noqa: E402
+from qv.waiting import wait_until  # noqa: E402
 
 COUNT, ERROR_EVERY, FIRST_ID = 12, 7, 0x123
 SENDER = ["-f", "-p", "-l", COUNT, "-t", "50m", "-j", 0, "-e", ERROR_EVERY, "-i", hex(FIRST_ID)]
@@ -126,6 +127,39 @@ def pattern_scene(bus, verdict):
     verdict.promise(f"the kernel counts {sent} frames sent on {bus.near} and {received} received", (sent, received) == (COUNT, COUNT))
 
 
+def judged(bus, count, options, impaired=""):
+    """The lines of a check, and its exit status, while a node sends the pattern over a bus that tc impairs so."""
+    netem = Netem(bus.near, *impaired.split()) if impaired else None
+    check = Program(Path(os.environ["QV_BIN"], "qvcancheck"), "-d", bus.far, *options)
+    wait_for_listeners(bus.far, 1)
+    sender = Qvcan("-f", "-p", "-l", count, "-t", "2m", "-j", 0, *options[-4:], "-d", bus.near)
+    assert sender.exit_status() == 0, sender
+    status = check.exit_status()
+    for line in check.out.splitlines():
+        say(f"  {line}")
+    say()
+    return check.out.splitlines(), status, netem.delivered()["drops"] if netem else 0
+
+
+def judge_scene(bus, verdict):
+    count = 500
+    demanded = ["-f", "-l", count, "--idle", 3, "-e", 100, "-i", 1]
+    heading("A judge that was told what the sender was told",
+            f"{bus.far}  qvcancheck -d {bus.far} {' '.join(map(str, demanded))}",
+            f"{bus.near}  qvcan -f -p -l {count} -t 2m -j 0 -e 100 -i 1 -d {bus.near}")
+    lines, status, _ = judged(bus, count, demanded)
+    verdict.promise("the check passes, and every injected error is found",
+                    (status, lines[-1]) == (0, f"PASS: {count} frames, none lost, repeated or reordered; {count // 100} corrupted as told"), lines[-1])
+    say("\n  The same once more, while tc drops 5 % of the frames:\n")
+    try:
+        lines, status, dropped = judged(bus, count, demanded, "loss 5%")
+    except AssertionError as problem:
+        say(f"  not shown: {problem}")
+        return
+    verdict.promise(f"the check fails, and misses the {dropped} frames that tc dropped",
+                    status == 1 and lines[-1] == f"FAIL: {dropped} frames lost", lines[-1])
+
+
 def device_file_scene(folder, verdict):
     heading("A node that sends its pattern, and a node that answers",
             f"node0  qvcandev {' '.join(map(str, SENDER))} -d node0",
@@ -165,7 +199,8 @@ def play(scenes, verdict):
         with tempfile.TemporaryDirectory(prefix="qv-demo-") as folder:
             device_file_scene(Path(folder), verdict)
         return
-    for scene in (reading_scene, pattern_scene):
+    check = Path(os.environ["QV_BIN"], "qvcancheck")
+    for scene in (reading_scene, pattern_scene, *([judge_scene] if check.exists() else [])):
         bus = Pair()  # a new one for each: its counters start at 0
         scene(bus, verdict)
         bus.delete()

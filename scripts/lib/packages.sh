@@ -1,4 +1,4 @@
-# Shell functions for the scripts that need packages of Debian 12. Source it from bash.
+# Shell functions for the scripts that need programs of others: Debian's packages. Source it from bash.
 
 # as_root COMMAND...: runs it as root, through sudo if need be.
 as_root() {
@@ -7,12 +7,14 @@ as_root() {
     elif command -v sudo >/dev/null; then
         sudo "$@"
     else
-        echo "need root (or sudo) for: $*" >&2
+        echo "neither root nor sudo" >&2
         return 1
     fi
 }
 
-# need_packages NAME...: installs those that are missing; says which; shows the whole log if it cannot.
+index_was_updated=false
+
+# need_packages NAME...: installs those that are missing. What it cannot install is named in the last line on standard error.
 need_packages() {
     local name log missing=()
     for name in "$@"; do
@@ -20,10 +22,15 @@ need_packages() {
     done
     [ ${#missing[@]} -gt 0 ] || return 0
 
+    if ! command -v apt-get >/dev/null; then
+        echo "no apt-get here to install ${missing[*]}" >&2
+        return 1
+    fi
     echo "Installing ${missing[*]}"
     log=$(mktemp)
     # An index that fails to update may still be good enough: the installation decides.
-    as_root apt-get -qq -o DPkg::Lock::Timeout=300 update >"$log" 2>&1 || true
+    $index_was_updated || as_root apt-get -qq -o DPkg::Lock::Timeout=300 update >"$log" 2>&1 || true
+    index_was_updated=true
     if ! as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq -y -o DPkg::Lock::Timeout=300 \
         install --no-install-recommends "${missing[@]}" </dev/null >>"$log" 2>&1; then
         cat "$log" >&2
@@ -32,4 +39,13 @@ need_packages() {
         return 1
     fi
     rm -f "$log"
+}
+
+# need_programs PROGRAM:PACKAGE...: the same for the packages of programs that are not in PATH. Where all are, no package manager is asked.
+need_programs() {
+    local pair missing=()
+    for pair in "$@"; do
+        command -v "${pair%%:*}" >/dev/null || [[ " ${missing[*]} " == *" ${pair#*:} "* ]] || missing+=("${pair#*:}")
+    done
+    [ ${#missing[@]} = 0 ] || need_packages "${missing[@]}"
 }
