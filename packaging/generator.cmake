@@ -1,5 +1,5 @@
 # Read by cpack before it packs, once per generator.
-cmake_policy(VERSION 3.25)
+cmake_policy(VERSION 3.21)
 
 # The top entry of the Debian changelog names the revision, the maintainer and the date. As with dpkg-buildpackage, the date is that of
 # every file in the package, unless the caller sets SOURCE_DATE_EPOCH (reproducible-builds.org).
@@ -24,6 +24,14 @@ if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
   set(ENV{SOURCE_DATE_EPOCH} ${epoch})
 endif()
 
+# CPACK_QV_PART=plot, on cpack's command line or of a package preset, packs qvcancheck-plot instead.
+if(NOT CPACK_QV_PART STREQUAL "plot")
+  set(CPACK_QV_PART qv)
+endif()
+if(NOT CPACK_INSTALLED_DIRECTORIES)
+  set(CPACK_INSTALL_CMAKE_PROJECTS ${CPACK_QV_PROJECT} ${CPACK_QV_PART} /)
+endif()
+
 execute_process(COMMAND ${CPACK_QV_COMPILER} -dumpmachine
   OUTPUT_VARIABLE machine OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 
@@ -33,6 +41,12 @@ if(CPACK_GENERATOR STREQUAL "DEB")
   endif()
   execute_process(COMMAND dpkg-architecture --host-type ${machine} --query DEB_HOST_ARCH
     OUTPUT_VARIABLE CPACK_DEBIAN_PACKAGE_ARCHITECTURE OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+  if(CPACK_QV_PART STREQUAL "plot")
+    include(${CPACK_QV_PACKAGING}/debian/plot.cmake)
+  elseif(CPACK_DEBIAN_PACKAGE_ARCHITECTURE STREQUAL "amd64")
+    # A desk draws what its boards have told; a board gets neither Python nor matplotlib by it.
+    string(APPEND CPACK_DEBIAN_PACKAGE_RECOMMENDS ", qv-plot")
+  endif()
   # Where Debian's programs live, whatever prefix the build has.
   set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
   set(CPACK_PRE_BUILD_SCRIPTS ${CPACK_QV_PACKAGING}/debian/stage.cmake)

@@ -1,17 +1,34 @@
 # Makes the staged tree what Debian policy wants of a binary package, and finds what it depends on. Read by cpack before it packs a .deb.
-cmake_policy(VERSION 3.25)
+cmake_policy(VERSION 3.21)
 set(usr ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/usr)
 set(doc ${usr}/${CPACK_QV_DOCDIR})
+if(CPACK_QV_PART STREQUAL "plot")
+  set(doc ${usr}/share/doc/qv-plot)
+  file(COPY ${CPACK_QV_PACKAGING}/debian/copyright DESTINATION ${doc})
+endif()
 
 # Policy 12.1 and 12.7: manual pages and changelogs are compressed with gzip -9; -n keeps the time out of them. The project's own
 # changelog is changelog, that of the package changelog.Debian.
-file(RENAME ${doc}/CHANGELOG.md ${doc}/changelog)
+set(changelogs ${doc}/changelog.Debian)
+if(EXISTS ${doc}/CHANGELOG.md)
+  file(RENAME ${doc}/CHANGELOG.md ${doc}/changelog)
+  list(APPEND changelogs ${doc}/changelog)
+endif()
 file(COPY_FILE ${CPACK_QV_PACKAGING}/debian/changelog ${doc}/changelog.Debian)
 file(GLOB pages ${usr}/share/man/man*/*)
-execute_process(COMMAND gzip -9n ${pages} ${doc}/changelog ${doc}/changelog.Debian COMMAND_ERROR_IS_FATAL ANY)
+execute_process(COMMAND gzip -9n ${pages} ${changelogs} COMMAND_ERROR_IS_FATAL ANY)
+
+# Debian's zsh looks for the completions of packages in a folder of its own.
+if(EXISTS ${usr}/share/zsh/site-functions)
+  file(RENAME ${usr}/share/zsh/site-functions ${usr}/share/zsh/vendor-completions)
+endif()
 
 # Folders have the modes that the umask of who packs gave them.
 execute_process(COMMAND chmod -R u=rwX,go=rX ${usr} COMMAND_ERROR_IS_FATAL ANY)
+
+if(CPACK_QV_PART STREQUAL "plot")
+  return() # no programs of a compiler
+endif()
 
 # What strip leaves, and dh_strip does not: the compiler's name and notes that only tools of a build read.
 file(GLOB programs ${usr}/bin/*)

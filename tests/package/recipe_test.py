@@ -6,8 +6,8 @@ import re
 import kconfiglib
 import pytest
 
-from qvpackage.command import run, succeed
-from qvpackage.contents import below, installed
+from qv.packager import run, succeed
+from qv.contents import below, installed
 
 
 @pytest.fixture(scope="module")
@@ -63,17 +63,19 @@ def configure_again(packages, options):
     """Configures the built tree once more: what CMake has to say of the options, and what there is to build anew with them."""
     done = run("cmake", "-S", packages.unpacked, "-B", packages.host_build(), *options.split())
     assert done.returncode == 0, done.stderr
-    return done.stderr, succeed("cmake", "--build", packages.host_build()).strip()
+    work = succeed("cmake", "--build", packages.host_build()).strip()
+    succeed("cmake", "-S", packages.unpacked, "-B", packages.host_build(), "-DQV_PLOT=ON")  # as it was, for other tests
+    return done.stderr, work
 
 
 SAME_BUILD = "ninja: no work to do."
 
 
-def test_buildroot_gets_this_version_as_a_cmake_package(makefile, packages, version):
+def test_buildroot_gets_this_version_as_a_cmake_package_from_the_recipes_own_folder(makefile, buildroot, packages, version):
     assert makefile["infrastructure"] == "cmake-package"
     assert (makefile["QV_VERSION"], makefile["QV_SOURCE"]) == (version, packages.source.name)
-    # The folder into which the manual says to put it.
-    assert makefile["QV_SITE"] == "file:///topdir/package/qv"
+    # The recipe's own folder, wherever it is copied to.
+    assert makefile["QV_SITE"] == f"file://{buildroot}"
 
 
 def test_buildroot_is_told_that_there_is_no_licence(makefile, packages):
@@ -95,7 +97,8 @@ def test_the_options_that_buildroot_gives_to_every_package_change_nothing(packag
 def test_buildroots_menu_offers_it_where_the_toolchain_can_build_it(buildroot, tmp_path, monkeypatch):
     needs = ["INSTALL_LIBSTDCPP", "TOOLCHAIN_HAS_THREADS", "TOOLCHAIN_GCC_AT_LEAST_7", "TOOLCHAIN_HEADERS_AT_LEAST_3_6"]
     top = tmp_path / "Config.in"
-    rows = [f'config BR2_{name}\n\tbool "{name}"\n' for name in needs]
+    others = ["ARCH_IS_64", "TOOLCHAIN_USES_UCLIBC", "HOST_CMAKE_AT_LEAST_3_22", "PACKAGE_JSON_FOR_MODERN_CPP"]
+    rows = [f'config BR2_{name}\n\tbool "{name}"\n' for name in needs + others]
     top.write_text("".join(rows) + f'source "{buildroot}/Config.in"\n', encoding="utf-8")
     monkeypatch.setenv("KCONFIG_WARN_UNDEF", "y")
     menu = kconfiglib.Kconfig(str(top), warn_to_stderr=False)
@@ -110,7 +113,20 @@ def test_buildroots_menu_offers_it_where_the_toolchain_can_build_it(buildroot, t
         menu.syms[f"BR2_{name}"].set_value(0)
         assert (package.visibility, kconfiglib.expr_value(comment.dep)) == (0, 2), name
         menu.syms[f"BR2_{name}"].set_value(2)
-    assert max(len(line.expandtabs(8)) for line in (buildroot / "Config.in").read_text(encoding="utf-8").splitlines()) <= 80
+    menu.syms["BR2_TOOLCHAIN_USES_UCLIBC"].set_value(2)
+    assert (package.visibility, kconfiglib.expr_value(comment.dep)) == (0, 0)
+    menu.syms["BR2_ARCH_IS_64"].set_value(2)
+    assert (package.visibility, package.set_value(2), menu.syms["BR2_HOST_CMAKE_AT_LEAST_3_22"].tri_value) == (2, True, 2)
+    text = (buildroot / "Config.in").read_text(encoding="utf-8").splitlines()
+    assert max(len(line.expandtabs(8)) for line in text) <= 80
+    # Buildroot's manual: a tab, two blanks and 62 characters of help.
+    assert max(len(line) - 3 for line in text if line.startswith("\t  ")) <= 62
+
+
+@pytest.mark.parametrize("recipe", ["buildroot/Config.in", "buildroot/qv.mk", "buildroot/qv.hash", "yocto/qv_{version}.bb"])
+def test_a_recipe_that_has_not_run_says_so_in_its_first_line(packages, version, recipe):
+    text = (packages.unpacked / "packaging" / recipe.format(version=version)).read_text(encoding="utf-8")
+    assert text.startswith("# Not run in ")
 
 
 def test_buildroots_hash_file_is_filled_by_the_command_that_it_names(buildroot, packages, tmp_path):

@@ -1,6 +1,7 @@
 """The source tarball, and what a packager does with it."""
 
 import os
+import re
 import shutil
 import subprocess
 import sys
@@ -8,9 +9,9 @@ import tarfile
 
 import pytest
 
-from qvpackage.build import NO_NETWORK
-from qvpackage.command import environment, run, succeed
-from qvpackage.contents import below, installed, on_disk, PROGRAMS
+from qv.packages import NO_NETWORK
+from qv.packager import environment, run, succeed
+from qv.contents import below, installed, on_disk, plotting, PROGRAMS
 
 
 def kept_by_git(tree):
@@ -35,6 +36,13 @@ def test_made_from_itself_it_has_the_same_bytes(packages, tmp_path):
     assert again.read_bytes() == packages.source.read_bytes()
 
 
+def test_every_place_that_states_the_version_agrees(packages, version):
+    stated = {"CHANGELOG.md": r"^## ([0-9.]+)", "README.md": r"\bqv[-_]([0-9]+\.[0-9]+\.[0-9]+)", "docs/packages.md": r"\bqv[-_]([0-9]+\.[0-9]+\.[0-9]+)"}
+    for name, form in stated.items():
+        found = re.findall(form, (packages.unpacked / name).read_text(encoding="utf-8"), re.MULTILINE)
+        assert found and set(found if name != "CHANGELOG.md" else found[:1]) == {version}, name
+
+
 def test_it_builds_without_git(packages):
     packages.host_deb()
     assert not packages.git_calls.exists(), packages.git_calls.read_text(encoding="utf-8")
@@ -55,9 +63,17 @@ def test_it_builds_without_the_tests_sources(packages):
     assert "qvcan.cpp" in commands and "googletest" not in commands and "/tests/" not in commands
 
 
+def test_the_documents_that_are_installed_name_no_file_of_the_source_tree(packages, tmp_path):
+    succeed("cmake", "--install", packages.host_build(), "--prefix", tmp_path)
+    for path in (tmp_path / "share/doc/qv").iterdir():
+        if path.name != "CHANGELOG.md":  # which is the source tree's
+            named = re.findall(r"\b(?:scripts|tests|docs|packaging|build|lib\w+)/[\w/.-]+", path.read_text(encoding="utf-8"))
+            assert named == [], path.name
+
+
 @pytest.mark.parametrize("prefix", ["/usr", "/opt/qv"])
 def test_an_installation_below_destdir_has_every_file_at_its_prefix(packages, tmp_path, prefix):
     succeed("cmake", "--install", packages.host_build(), "--prefix", prefix, "--strip", env=environment(DESTDIR=str(tmp_path)))
-    assert on_disk(tmp_path) == below(f"{prefix[1:]}/", installed(packages.unpacked))
-    for name in PROGRAMS:
+    assert on_disk(tmp_path) == below(f"{prefix[1:]}/", installed(packages.unpacked) | plotting(packages.unpacked))
+    for name in (*PROGRAMS, "qvcancheck-plot"):
         assert succeed(f"{tmp_path}{prefix}/bin/{name}", "-h").startswith(f"usage: {name} ")

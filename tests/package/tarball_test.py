@@ -1,21 +1,23 @@
-"""The tarball for boards of 32-bit ARM that have nothing on them."""
+"""The tarballs for ARM boards that have nothing on them."""
 
+from pathlib import Path
 import tarfile
 
 import pytest
 
-from qvpackage.command import run, succeed
-from qvpackage.contents import below, in_archive, installed, PROGRAMS
+from qv.packager import run, succeed
+from qv.packages import BOARDS
+from qv.contents import below, in_archive, installed, PROGRAMS
 
 
-@pytest.fixture(scope="module")
-def tarball(packages, armhf):
-    return packages.static_tarball()
+@pytest.fixture
+def tarball(packages, board):
+    return packages.static_tarball(board)
 
 
-@pytest.fixture(scope="module")
-def top(version):
-    return f"qv-{version}-arm-linux-gnueabihf-static"
+@pytest.fixture
+def top(version, board):
+    return f"qv-{version}-{BOARDS[board][0]}-static"
 
 
 def test_it_is_one_folder_with_exactly_what_is_installed(tarball, top, packages):
@@ -25,12 +27,20 @@ def test_it_is_one_folder_with_exactly_what_is_installed(tarball, top, packages)
         assert {(member.uid, member.gid) for member in archive} == {(0, 0)}
 
 
-def test_unpacked_below_any_prefix_its_programs_need_nothing_of_the_board(tarball, tmp_path):
+def test_unpacked_below_any_prefix_its_programs_need_nothing_of_the_board(tarball, board, tmp_path):
     succeed("tar", "-xzf", tarball, "-C", tmp_path, "--strip-components=1")
     for name in PROGRAMS:
         program = tmp_path / "bin" / name
         assert "INTERP" not in succeed("readelf", "--wide", "--program-headers", program)
-        assert succeed("qemu-arm", program, "-h").startswith(f"usage: {name} ")
+        assert succeed(BOARDS[board][1], program, "-h").startswith(f"usage: {name} ")
+
+
+def test_its_programs_are_position_independent_where_the_c_library_has_what_that_takes(tarball, board, tmp_path):
+    succeed("tar", "-xzf", tarball, "-C", tmp_path, "--strip-components=1")
+    start_file = succeed(f"{BOARDS[board][0]}-gcc", "-print-file-name=rcrt1.o").strip()
+    expected = "DYN" if Path(start_file).is_absolute() else "EXEC"
+    for name in PROGRAMS:
+        assert f"Type:                              {expected} " in succeed("readelf", "--file-header", tmp_path / "bin" / name), name
 
 
 def test_its_sum_lies_beside_it(tarball):
