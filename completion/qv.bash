@@ -1,7 +1,10 @@
-# bash completion for qvcan, qvcandev and qvbus. It needs bash 4.3 and nothing else.
+# bash completion for qvcan, qvcandev, qvbus, qvcancheck and qvcancheck-plot. It needs bash 4.3 and nothing else.
 
 # The folder that lists the network interfaces.
 _qv_net=/sys/class/net
+
+_qv_kinds='all lost repeated reordered late corrupted uninjected format restart jump stray gap absent surplus unanswered
+    slow early pace overrun foreign'
 
 _qv_prefixes='y z a f p n µ u m c d de h k M G T P E Z Y'
 
@@ -39,6 +42,20 @@ _qv_time() {
     [[ -n $number ]] && mapfile -t COMPREPLY < <(compgen -P "$number" -W "$_qv_prefixes" -- "${1#"$number"}")
 }
 
+# The kinds of findings behind the last comma.
+_qv_findings() {
+    local before=
+    [[ $1 == *,* ]] && before=${1%,*},
+    mapfile -t COMPREPLY < <(compgen -P "$before" -W "$_qv_kinds" -- "${1##*,}")
+    compopt -o nospace 2>/dev/null
+}
+
+# Those of the options $1 that begin with $2.
+_qv_options() {
+    mapfile -t COMPREPLY < <(compgen -W "$1" -- "$2")
+    [[ ${COMPREPLY[0]-} == *= ]] && compopt -o nospace 2>/dev/null
+}
+
 # Sets `option` to the one whose argument is completed, and `current` to what there is of it. `flags` are the letters without argument.
 _qv_split() {
     local flags=$1 words=("${COMP_WORDS[@]:0:COMP_CWORD}") previous
@@ -70,21 +87,35 @@ _qv() {
     if [[ $program == qvbus ]]; then
         flags=hv
         options='-h --help -v --verbose -n --nodes= -l --link='
+    elif [[ $program == qvcancheck ]]; then
+        flags=hvqfba
+        options='-h --help -v --verbose -q --quiet -d --device= -i --id= -l --loop= -t --time= -j --jitter= -e --error= -f --fd
+            -b --brs -a --answer -T --duration= --idle= --stop -w --wait= --allow= --max-gap= --max-rtt= -I --interval= --json --dump='
+    elif [[ $program == qvcancheck-plot ]]; then
+        flags=h
+        options='-h --help -o --output='
     fi
     COMPREPLY=()
     _qv_split "$flags"
     case $program:$option in
-    qvcan:-d | qvcan:--device) mapfile -t COMPREPLY < <(compgen -W "$(_qv_interfaces)" -- "$current") ;;
+    qvcan:-d | qvcan:--device | qvcancheck:-d | qvcancheck:--device) mapfile -t COMPREPLY < <(compgen -W "$(_qv_interfaces)" -- "$current") ;;
     qvcandev:-d | qvcandev:--device) _qv_devices "$current" ;;
-    qvbus:-l | qvbus:--link | *:-r | *:--receive | *:-s | *:--send) _qv_files "$current" ;;
-    *:-t | *:--time | *:-j | *:--jitter) _qv_time "$current" ;;
+    qvbus:-l | qvbus:--link | qvcancheck:--json | qvcancheck:--dump | qvcancheck-plot:-o | qvcancheck-plot:--output | \
+        *:-r | *:--receive | *:-s | *:--send) _qv_files "$current" ;;
+    *:-t | *:--time | *:-j | *:--jitter | qvcancheck:-[wTI] | qvcancheck:--wait | qvcancheck:--duration | \
+        qvcancheck:--interval | qvcancheck:--idle | qvcancheck:--max-gap | qvcancheck:--max-rtt) _qv_time "$current" ;;
+    qvcancheck:--allow | qvcancheck:--stop) _qv_findings "$current" ;;
     qvbus:-n | qvbus:--nodes | *:-[lcie] | *:--loop | *:--channel | *:--id | *:--error) ;; # a number
-    *)
-        mapfile -t COMPREPLY < <(compgen -W "$options" -- "$current")
-        [[ ${COMPREPLY[0]-} == *= ]] && compopt -o nospace 2>/dev/null
+    qvcancheck: | qvcancheck-plot:)
+        if [[ $current == -* ]]; then
+            _qv_options "$options" "$current"
+        else
+            _qv_files "$current"
+        fi
         ;;
+    *) _qv_options "$options" "$current" ;;
     esac
     return 0
 }
 
-complete -F _qv qvcan qvcandev qvbus
+complete -F _qv qvcan qvcandev qvbus qvcancheck qvcancheck-plot
