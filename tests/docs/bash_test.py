@@ -4,8 +4,8 @@ import subprocess
 
 import pytest
 
-from qvdocs.program import options_of, PROGRAMS, run
-from qvdocs.shell import COMPLETION
+from qv.options import options_of, PROGRAMS, run
+from qv.shell import COMPLETION
 
 PREFIXES = "y z a f p n µ u m c d de h k M G T P E Z Y".split()
 CAN = ["can0", "can1", "vcan0", "vxcan7"]
@@ -15,7 +15,8 @@ CAN = ["can0", "can1", "vcan0", "vxcan7"]
 def test_bash_offers_the_options_of_the_program(bash, program):
     offered = set(bash.function(program, "-"))
     options = options_of(program)
-    assert offered == {option.short for option in options} | {option.long + "=" * bool(option.argument) for option in options}
+    assert offered == {option.short for option in options if option.short} | {
+        option.long + "=" * bool(option.argument and not option.optional) for option in options}
 
 
 @pytest.mark.parametrize("words, offered", [
@@ -31,6 +32,19 @@ def test_bash_offers_the_options_of_the_program(bash, program):
     (["qvcan", "-f", "--de"], ["--device="]),
     (["qvcan", "-d", "can0", "--j"], ["--jitter="]),
     (["qvbus", "--"], ["--help", "--verbose", "--nodes=", "--link="]),
+    (["qvcancheck", "--"], ["--help", "--verbose", "--quiet", "--device=", "--id=", "--loop=", "--time=", "--jitter=", "--error=", "--fd", "--brs",
+                            "--answer", "--duration=", "--idle=", "--dump=", "--stop", "--wait=", "--max-gap=", "--max-rtt=", "--interval=",
+                            "--allow=", "--json"]),
+    (["qvcancheck", "-f", "da"], ["data"]),
+    (["qvcancheck", ""], ["data", "dir", "dnode0", "dnowhere", "dpipe", "file with blanks"]),
+    (["qvcancheck", "--json", "=", "da"], ["data"]),
+    (["qvcancheck", "--allow", "=", "lo"], ["lost"]),
+    (["qvcancheck", "--allow", "lost=10,re"], ["lost=10,repeated", "lost=10,reordered", "lost=10,restart"]),
+    (["qvcancheck", "-qfw", "20d"], ["20d", "20de"]),
+    (["qvcancheck", "--stop", "=", "lo"], ["lost"]),
+    (["qvcancheck", "-T", "20d"], ["20d", "20de"]),
+    (["qvcancheck", "--max-gap", "=", "20d"], ["20d", "20de"]),
+    (["qvcancheck", "-e", ""], []),
     (["qvcan", "-l", ""], []),
     (["qvcan", "-c", ""], []),
     (["qvcan", "-vvi", ""], []),
@@ -74,10 +88,10 @@ def test_the_programs_take_every_prefix_that_is_offered(prefix):
 
 
 def test_bash_looks_at_the_interfaces_of_the_machine_by_default():
-    done = subprocess.run(["bash", "--norc", "-c", f"source {COMPLETION}/qv.bash; echo $_qv_net; complete -p qvcan qvcandev qvbus"],
+    done = subprocess.run(["bash", "--norc", "-c", f"source '{COMPLETION}/qv.bash'; echo $_qv_net; complete -p {' '.join(PROGRAMS)}"],
                           capture_output=True, text=True, check=True)
     assert done.stdout.splitlines() == ["/sys/class/net", *(f"complete -F _qv {program}" for program in PROGRAMS)]
 
 
 def test_the_file_stands_the_strictest_settings():
-    subprocess.run(["bash", "--norc", "-euo", "pipefail", "-c", f"source {COMPLETION}/qv.bash"], check=True)
+    subprocess.run(["bash", "--norc", "-euo", "pipefail", "-c", f"source '{COMPLETION}/qv.bash'"], check=True)

@@ -4,7 +4,7 @@ import subprocess
 
 import pytest
 
-from qvdocs.page import PAGES, path_of, plain, render
+from qv.page import PAGES, path_of, plain, render
 
 
 @pytest.mark.parametrize("page", PAGES)

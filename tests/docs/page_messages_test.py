@@ -5,8 +5,8 @@ import re
 
 import pytest
 
-from qvdocs.page import plain, section
-from qvdocs.program import PROGRAMS
+from qv.page import plain, section
+from qv.options import PROGRAMS
 
 
 def messages(program):
@@ -18,7 +18,8 @@ def messages(program):
 
 # The sources, not the programs: a compiler may take texts to pieces.
 HOUSE = Path(__file__).resolve().parents[2]
-SOURCES = "".join(path.read_text(encoding="utf-8") for folder in ("qvtools", "libqv*") for path in sorted(HOUSE.glob(f"{folder}/*.[ch]*")))
+SOURCES = "".join(path.read_text(encoding="utf-8") for files in ("qvtools/*.[ch]*", "qvbus/*.[ch]*", "libqv*/*.[ch]*", "qvplot/*.py")
+                  for path in sorted(HOUSE.glob(files)))
 
 
 def known(part):
@@ -44,6 +45,11 @@ def test_every_message_in_the_page_is_one_of_the_programs(program):
     *(("qvbus", text) for text in (
         "Unknown option", "Unexpected argument", "The number of nodes is 2 to 64, not", "pseudo-terminal for", "trace buffer: passed over",
         "select", "Cannot write to standard output")),
+    *(("qvcancheck-plot", text) for text in (
+        "Unknown option", "No file is given", "A page holds", "Standard input can be one file only",
+        "-o needs a name that ends in .svg, .png or .pdf, not", "does not begin like the JSON of qvcancheck", "is JSON of version",
+        "holds more than one run", "is no JSON", "is too long", "not what qvcancheck tells:", "matplotlib is needed",
+        "There is no display for a window: -o writes a file")),
 ])
 def test_the_page_has_the_message(program, text):
     assert any(text in part for message in messages(program) for part in message)

@@ -8,8 +8,8 @@ import zlib
 
 import pytest
 
-from qvdocs.page import displays
-from qvdocs.program import run
+from qv.page import displays
+from qv.options import run
 
 
 def vectors():

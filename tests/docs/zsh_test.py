@@ -4,8 +4,8 @@ import subprocess
 
 import pytest
 
-from qvdocs.program import options_of, PROGRAMS
-from qvdocs.shell import COMPLETION
+from qv.options import options_of, PROGRAMS
+from qv.shell import COMPLETION
 
 PREFIXES = "y z a f p n µ u m c d de h k M G T P E Z Y".split()
 CAN = ["can0", "can1", "vcan0", "vxcan7"]
@@ -15,7 +15,7 @@ CAN = ["can0", "can1", "vcan0", "vxcan7"]
 def test_zsh_offers_the_options_of_the_program(zsh, program):
     options = options_of(program)
     offered = {word.rstrip("=") for word in zsh.complete(f"{program} -")} | {word.rstrip("=") for word in zsh.complete(f"{program} --")}
-    assert offered == {option.short for option in options} | {option.long for option in options}
+    assert offered == {option.short for option in options if option.short} | {option.long for option in options}
 
 
 @pytest.mark.parametrize("line, offered", [
@@ -27,6 +27,13 @@ def test_zsh_offers_the_options_of_the_program(zsh, program):
     ("qvcan -fad can1", ["can1"]),
     ("qvcan -d can0 --pa", ["--pattern"]),
     ("qvcan -h -", []),
+    ("qvcancheck da", ["data"]),
+    ("qvcancheck --allow=lo", ["--allow=lost"]),
+    ("qvcancheck --allow lost,sl", ["lost,slow"]),
+    ("qvcancheck --json=da", ["--json=data"]),
+    ("qvcancheck -w 20d", ["20d", "20de"]),
+    ("qvcancheck --idle 20d", ["20d", "20de"]),
+    ("qvcancheck --stop=lo", ["--stop=lost"]),
     ("qvcan -l ", []),
     ("qvcan -i ", []),
     ("qvbus -n ", []),
