@@ -69,8 +69,8 @@ public:
         if (answer.clean() && accept(in, keyOf(answer, SR_ANSWER), answer.counter(), seen)) {
             return;
         }
-        vote(direct);
-        vote(answer);
+        direct.vote();
+        answer.vote();
         const bool isAnswer =
             direct.clean() == answer.clean() && direct.agreeing() == answer.agreeing()
                 ? placesOnlyAsAnswer(direct, answer)
@@ -208,12 +208,6 @@ public:
     bool sawPatternWithoutStream() const { return patternLike; }
 
 private:
-    static void vote(Reading& reading) {
-        if (!reading.clean()) {
-            reading.vote();
-        }
-    }
-
     /// One byte of run or none fits a frame as well as an answer.
     bool placesOnlyAsAnswer(const Reading& direct, const Reading& answer) {
         return placeOf(direct, keyOf(direct, SR_DIRECT), false).stream == nullptr &&
@@ -471,7 +465,7 @@ private:
         for (std::uint32_t i = 0; i + 1 < Limits::chain; ++i) {
             const heldFrame_t& held = *chain[i];
             Reading reading(held.frame, held.role());
-            vote(reading);
+            reading.vote();
             const place_t<Limits> place = placeOf(reading, held.key, true);
             if (place.stream == nullptr || place.distance == 0 ||
                 place.stream->last.number < held.at.number) {
@@ -557,7 +551,7 @@ private:
             return counter;
         }
         Reading reading(held.frame, held.role());
-        vote(reading);
+        reading.vote();
         const place_t<Limits> place = placeOf(reading, held.key, true);
         const bool below = place.stream == &s && counter - place.counter <= Limits::near;
         return below ? place.counter : counter;
@@ -577,7 +571,7 @@ private:
     void rejudge(interface_type& in, heldFrame_t& held, const stream_t& born, std::uint32_t counter) {
         const sighting_t seen = {held.frame, held.at, held.clockSteps};
         Reading reading(held.frame, held.role());
-        vote(reading);
+        reading.vote();
         if (reading.clean() && accept(in, held.key, held.counter, seen)) {
             in.held.decided(held);
             return;
@@ -648,7 +642,7 @@ private:
         const heldFrame_t copy = held;
         in.held.decided(held);
         Reading reading(copy.frame, copy.role());
-        vote(reading);
+        reading.vote();
         const sighting_t seen = {copy.frame, copy.at, copy.clockSteps};
         if (reading.clean() && accept(in, copy.key, copy.counter, seen)) {
             return;
@@ -787,7 +781,7 @@ private:
 
     void takeIntoOldest(interface_type& in, stream_t& s, heldFrame_t& held) {
         Reading reading(held.frame, held.role());
-        vote(reading);
+        reading.vote();
         const place_t<Limits> place = placeOf(reading, held.key, true);
         if (place.stream == &s && place.distance > 0 && s.window.oldest().holds(place.counter)) {
             in.held.decided(held);

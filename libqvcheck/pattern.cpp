@@ -72,6 +72,9 @@ Reading::Reading(const receivedFrame_t& _frame, streamRole_t role)
 }
 
 void Reading::vote() {
+    if (sound) {
+        return;
+    }
     std::array<std::uint8_t, 256> votes{};
     agree = 0;
     for (std::uint8_t i = 0; i < runLength(); ++i) {

@@ -142,7 +142,8 @@ public:
     bool clean() const { return sound; }
 
     /// Finds the frame number modulo 256 that most bytes of the run stand for; the lowest byte of them
-    /// decides among equals. To be called before the three below, unless `clean`.
+    /// decides among equals. To be called before the three below. They are known of a `clean` reading: it
+    /// stays as it is.
     void vote();
     std::uint8_t run() const { return runValue; }
     std::uint8_t agreeing() const { return agree; }
