@@ -7,19 +7,13 @@
 namespace inJson {
 
 inline json interfaceObject(const interfaceSummary_t& interface) {
-    json errors = json::object();
-    for (std::size_t i = 0; i < errorClasses; ++i) {
-        if (interface.errorFrames[i] > 0) {
-            errors[std::string(errorClassName(i))] = interface.errorFrames[i];
-        }
-    }
     json object = {{"queueFrames", queueFrames(interface.receiveBuffer)},
                    {"queueDrops", interface.queueDrops},
                    {"rxOverErrors", interface.driverOverflows},
                    {"rxDropped", interface.kernelDrops},
                    {"linkDowns", interface.linkDowns},
                    {"state", interface.controller ? json(canStateName(interface.state)) : json(nullptr)},
-                   {"errorFrames", std::move(errors)}};
+                   {"errorFrames", countsOf(interface.errorFrames, errorClassName)}};
     if (interface.controller) {
         object.update({{"bitRate", interface.bitRate},
                        {"dataBitRate", interface.dataBitRate},

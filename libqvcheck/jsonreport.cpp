@@ -36,13 +36,8 @@ json inputObject(const inputCounts_t* input) {
 }
 
 json findingsObject(const summary_t& summary) {
-    json object = json::object();
-    for (std::uint8_t i = 0; i < FK_NUM; ++i) {
-        if (summary.findings[i] > 0) {
-            object[std::string(findingName(static_cast<findingKind_t>(i)))] = summary.findings[i];
-        }
-    }
-    return object;
+    return countsOf(summary.findings,
+                    [](std::size_t i) { return findingName(static_cast<findingKind_t>(i)); });
 }
 
 json allowedList(const Allowance& allowance) {

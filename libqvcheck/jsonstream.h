@@ -20,13 +20,7 @@ inline const char* roleName(streamRole_t role) {
 }
 
 inline json causesObject(const lossShares_t& causes) {
-    json object = json::object();
-    for (std::size_t i = 0; i < causes.size(); ++i) {
-        if (causes[i] > 0) {
-            object[std::string(causeName(static_cast<lossCause_t>(i)))] = causes[i];
-        }
-    }
-    return object;
+    return countsOf(causes, [](std::size_t i) { return causeName(static_cast<lossCause_t>(i)); });
 }
 
 inline json totalsObject(const totals_t& totals) {

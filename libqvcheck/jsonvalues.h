@@ -6,6 +6,7 @@
 #include "libqvcheck/numbertext.h"
 #include "libqvcheck/report.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <ostream>
@@ -56,6 +57,18 @@ inline json namesOf(const std::vector<std::string>& names) {
         array.push_back(text(name));
     }
     return array;
+}
+
+/// What was counted, by the name of its index; zeros are left out.
+template<typename Counts, typename Name>
+json countsOf(const Counts& counts, Name name) {
+    json object = json::object();
+    for (std::size_t i = 0; i < counts.size(); ++i) {
+        if (counts[i] > 0) {
+            object[std::string(name(i))] = counts[i];
+        }
+    }
+    return object;
 }
 
 inline json dateOf(std::int64_t stamp) {

@@ -77,6 +77,14 @@ FAIL: 2 frames lost, 1 frame corrupted
 """
 
 
+def test_the_summary_counts_what_was_found_by_name_and_leaves_zeros_out(tmp_path):
+    frames = all_of()
+    frames[50].invert(5)
+    summary = Check(tmp_path, log_of(frames[:30] + frames[31:])).summary()
+    assert summary["findings"] == {"lost": 1, "corrupted": 1}
+    assert [stream["causes"] for stream in summary["streams"]] == [{"before this host": 1}]
+
+
 def test_answers_are_a_stream_of_their_own(tmp_path):
     both = [frame for k in range(100) for frame in (Frame(k, time=k * 2000), Frame(k, time=k * 2000).answer())]
     summary = Check(tmp_path, log_of(both)).summary()
