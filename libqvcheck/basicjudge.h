@@ -15,6 +15,7 @@ public:
     BasicJudge(const demands_t& _demands, FindingSink& sink, LossBlame* blame)
         : demands(_demands),
           reporter(sink, blame),
+          streamDemands(demands, reporter),
           demultiplexer(demands, reporter, foreign),
           remote(demands, reporter, demultiplexer) {}
     BasicJudge(const BasicJudge&) = delete;
@@ -42,12 +43,7 @@ public:
             if (in != nullptr) {
                 const std::int64_t time = in->clock.timeAt(now);
                 settled = std::max(settled, time);
-                demultiplexer.expire(*in, time);
-                for (Stream<Limits>* const s : demultiplexer.streams().all()) {
-                    if (s->key.interface == in->index) {
-                        demultiplexer.book().checkSilence(*s, time);
-                    }
-                }
+                demultiplexer.settle(*in, time);
             }
         }
         demultiplexer.pairs().advanceAll(now);
@@ -62,11 +58,8 @@ public:
         remote.finish();
         demultiplexer.finish();
         demultiplexer.pairs().finish();
-        const std::int64_t end = latest();
-        for (Stream<Limits>* const s : demultiplexer.streams().all()) {
-            // What happened behind the last frame explains frames that are missing there.
-            demultiplexer.book().close(*s, {end, count + 1});
-        }
+        // What happened behind the last frame explains frames that are missing there.
+        demultiplexer.close({latest(), count + 1});
         tellAbsent();
     }
 
@@ -87,9 +80,8 @@ public:
     bool complete() const {
         std::size_t done = 0;
         for (const Stream<Limits>* const s : demultiplexer.streams().all()) {
-            const auto& book = demultiplexer.book();
-            if (book.countsFrames(*s)) {
-                if (ahead(s->window.next(), book.endOf(*s)) < 0) {
+            if (streamDemands.countsFrames(*s)) {
+                if (ahead(s->window.next(), streamDemands.endOf(*s)) < 0) {
                     return false;
                 }
                 ++done;
@@ -263,7 +255,7 @@ private:
             sum.pattern += s->counts.received();
             sum.held += s->streak;
             sum.streams.push_back(s->summary());
-            demultiplexer.book().rate(*s, sum.streams.back());
+            streamDemands.rate(*s, sum.streams.back());
         }
         std::sort(sum.streams.begin(), sum.streams.end(),
                   [](const auto& a, const auto& b) { return a.number < b.number; });
@@ -272,6 +264,7 @@ private:
     const demands_t demands;
     ForeignFrames foreign;
     Reporter reporter;
+    StreamDemands<Limits> streamDemands;
     Demultiplexer<Limits> demultiplexer;
     RemoteStreams<Limits> remote;
     std::array<std::unique_ptr<interface_type>, Limits::interfaces> interfaces;

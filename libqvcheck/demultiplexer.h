@@ -1,7 +1,11 @@
 #pragma once
 
+#include "libqvcheck/booking.h"
 #include "libqvcheck/foreignframes.h"
 #include "libqvcheck/heldframes.h"
+#include "libqvcheck/leftout.h"
+#include "libqvcheck/losses.h"
+#include "libqvcheck/pairing.h"
 #include "libqvcheck/placing.h"
 #include "libqvcheck/stampclock.h"
 #include "libqvcheck/succession.h"
@@ -37,9 +41,12 @@ public:
         : demands(_demands),
           reporter(_reporter),
           foreign(_foreign),
+          streamDemands(_demands, _reporter),
+          losses(_demands, _reporter),
           booking(_demands, _reporter),
           pairing(_demands, _reporter, table),
-          succession(table, booking, pairing, _reporter, _demands) {}
+          succession(table, booking, losses, pairing, _reporter, _demands),
+          leftOut(table, booking, losses) {}
 
     /// An interface that frames will come from.
     void enter(const interface_type& in) { clocks[in.index] = &in.clock; }
@@ -48,7 +55,7 @@ public:
     /// it.
     bool takeNext(interface_type& in, const receivedFrame_t& frame, const arrivalTime_t& at) {
         stream_t* const s = waitingFor(in, frame);
-        if (s == nullptr || leaves(*s, s->window.next())) {
+        if (s == nullptr || s->window.pushesGapOut(s->window.next())) {
             return false;
         }
         booking.takeNext(*s, frame, at, in.clock.steps());
@@ -82,12 +89,7 @@ public:
     void leaveOut(interface_type& in, std::uint32_t n) {
         decideAll(in);
         succession.explainAll();
-        for (stream_t* const s : table.all()) {
-            if (s->key.interface == in.index) {
-                s->leftOut += std::min(n, INT32_MAX - s->leftOut);
-                s->steady = false;
-            }
-        }
+        leftOut.leaveOut(in.index, n);
     }
 
     /// Is there anything that may have waited for too long?
@@ -119,9 +121,25 @@ public:
         }
         succession.explainAll();
         for (stream_t* const s : table.all()) {
-            while (s->window.hasGaps()) {
-                booking.giveUpOldest(*s);
+            losses.giveUpAll(*s);
+        }
+    }
+
+    /// Nothing was left to read at `now`.
+    void settle(interface_type& in, std::int64_t now) {
+        expire(in, now);
+        for (stream_t* const s : table.all()) {
+            if (s->key.interface == in.index) {
+                streamDemands.checkSilence(*s, now);
             }
+        }
+    }
+
+    /// After `finish`: what the end of the run and its whole say of each stream.
+    void close(const arrivalTime_t& end) {
+        for (stream_t* const s : table.all()) {
+            losses.loseRest(*s, end);
+            streamDemands.close(*s, end.time);
         }
     }
 
@@ -146,7 +164,7 @@ public:
         if (s.streak > 0) {
             booking.tellRepeats(s);
         }
-        while (leaves(s, counter)) {
+        while (s.window.pushesGapOut(counter)) {
             giveUp(in, s);
         }
         const bool isNew = s.empty || !s.has(counter);
@@ -202,8 +220,6 @@ public:
     const Pairing<Limits>& pairs() const { return pairing; }
     StreamTable<Limits>& streams() { return table; }
     const StreamTable<Limits>& streams() const { return table; }
-    Booking<Limits>& book() { return booking; }
-    const Booking<Limits>& book() const { return booking; }
     std::uint64_t furtherFrames() const { return further; }
     bool sawPatternWithoutStream() const { return patternLike; }
 
@@ -243,11 +259,6 @@ private:
         return s;
     }
 
-    /// Does a gap leave the window when this counter is the highest?
-    static bool leaves(const stream_t& s, std::uint32_t counter) {
-        return s.window.hasGaps() && ahead(s.window.oldest().low, counter + 1 - Limits::window) < 0;
-    }
-
     // --- sound frames -------------------------------------------------------------------------------------
 
     /// Takes a sound frame into the stream that it continues, repeats or completes; false: none is near.
@@ -259,7 +270,7 @@ private:
                 continue;
             }
             if (s->leftOut > 0) {
-                passOver(*s, counter, seen.at);
+                leftOut.passOver(*s, counter, seen.at);
             }
             const std::uint32_t cost = costOf(*s, counter);
             if (cost < least || (cost == 0 && least == 0 && isLikelier(*s, *best))) {
@@ -287,18 +298,6 @@ private:
             join(in, *best, counter, seen);
         }
         return true;
-    }
-
-    /// The frames of the stream up to this one may be left out of the recording, and not many more.
-    void passOver(stream_t& s, std::uint32_t counter, const arrivalTime_t& at) {
-        const std::int32_t d = ahead(counter, s.window.next());
-        if (s.empty || d < 0 || static_cast<std::uint32_t>(d) >= s.leftOut + Limits::window) {
-            return;
-        }
-        if (d > 0) {
-            booking.passOver(s, counter, at);
-        }
-        s.leftOut = 0;
     }
 
     /// Two streams expect the same frame. A child that did not begin as a sender does only repeats its
@@ -537,7 +536,7 @@ private:
         if (!s.startDemanded) {
             s.first = lowest;
         } else if (lowest - s.first >= Limits::near) {
-            booking.beginLate(s, lowest, s.born);
+            losses.loseStart(s, lowest, s.born);
             return;
         } else {
             lowest = s.first;
@@ -776,7 +775,7 @@ private:
                 takeIntoOldest(in, s, held);
             }
         }
-        booking.giveUpOldest(s);
+        losses.giveUpOldest(s);
     }
 
     void takeIntoOldest(interface_type& in, stream_t& s, heldFrame_t& held) {
@@ -793,9 +792,12 @@ private:
     Reporter& reporter;
     ForeignFrames& foreign;
     StreamTable<Limits> table;
+    StreamDemands<Limits> streamDemands;
+    Losses<Limits> losses;
     Booking<Limits> booking;
     Pairing<Limits> pairing;
     Succession<Limits> succession;
+    LeftOut<Limits> leftOut;
     std::array<const StampClock*, 256> clocks = {};
     std::uint64_t further = 0;
     bool patternLike = false;

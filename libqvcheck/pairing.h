@@ -1,6 +1,8 @@
 #pragma once
 
-#include "libqvcheck/booking.h"
+#include "libqvcheck/demands.h"
+#include "libqvcheck/reporter.h"
+#include "libqvcheck/streamfinding.h"
 #include "libqvcheck/streamtable.h"
 
 #include <algorithm>
@@ -295,14 +297,8 @@ private:
 
     void tell(const stream_t& s, findingKind_t kind, std::uint32_t first, std::uint32_t last, std::uint64_t n,
               std::int64_t span) {
-        finding_t f{};
-        f.kind = kind;
-        f.interface = s.key.interface;
-        f.stream = s.number;
-        f.time = s.clock->time();
-        f.first = first;
+        finding_t f = streamFinding(s, kind, s.clock->time(), first, n);
         f.last = last;
-        f.count = n;
         f.span = span;
         reporter.finding(f);
     }

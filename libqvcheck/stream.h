@@ -71,8 +71,8 @@ struct pair_t {
     Histogram roundTrips;
 };
 
-/// One run of a sender, as its frames show it on one interface. Plain state; `Booking` keeps the counts, the
-/// demultiplexer decides what belongs here.
+/// One run of a sender, as its frames show it on one interface. Plain state; `Booking` and `Losses` keep the
+/// counts, the demultiplexer decides what belongs here.
 template<typename Limits>
 struct Stream {
     Stream(const streamKey_t& _key, std::uint32_t begin, std::uint32_t errorPeriod)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "libqvcheck/booking.h"
+#include "libqvcheck/losses.h"
 #include "libqvcheck/pairing.h"
 
 #include <algorithm>
@@ -12,10 +14,11 @@ class Succession {
 public:
     using stream_t = Stream<Limits>;
 
-    Succession(StreamTable<Limits>& _table, Booking<Limits>& _booking, Pairing<Limits>& _pairing,
-               Reporter& _reporter, const demands_t& _demands)
+    Succession(StreamTable<Limits>& _table, Booking<Limits>& _booking, Losses<Limits>& _losses,
+               Pairing<Limits>& _pairing, Reporter& _reporter, const demands_t& _demands)
         : table(_table),
           booking(_booking),
+          losses(_losses),
           pairing(_pairing),
           reporter(_reporter),
           demands(_demands) {}
@@ -128,8 +131,8 @@ private:
     }
 
     void giveUpLeaving(stream_t& s, std::uint32_t x) {
-        while (s.window.hasGaps() && ahead(s.window.oldest().low, x + 1 - Limits::window) < 0) {
-            booking.giveUpOldest(s);
+        while (s.window.pushesGapOut(x)) {
+            losses.giveUpOldest(s);
         }
     }
 
@@ -205,24 +208,18 @@ private:
     }
 
     void handOver(stream_t& s, const stream_t& n, bool goesOn) {
-        giveUpAll(s);
+        losses.giveUpAll(s);
         if (s.pair != nullptr && !goesOn) {
-            giveUpAll(*s.pair->answers); // while it is known which of their frames are lost
+            losses.giveUpAll(*s.pair->answers); // while it is known which of their frames are lost
         }
         pairing.handOver(s, n, goesOn);
-    }
-
-    void giveUpAll(stream_t& s) {
-        while (s.window.hasGaps()) {
-            booking.giveUpOldest(s);
-        }
     }
 
     void goOn(stream_t& s, stream_t& n, std::uint32_t d) {
         handOver(s, n, true);
         if (d > 0) {
             s.counts.expected += d;
-            booking.lose(s, s.window.next(), d, s.last, n.born);
+            losses.lose(s, s.window.next(), d, s.last, n.born);
         }
         n.window.adopt(s.window, s.first);
         n.first = s.first;
@@ -233,7 +230,7 @@ private:
 
     void beginAnew(stream_t& s, stream_t& n, findingKind_t kind) {
         handOver(s, n, false);
-        finding_t f = booking.about(n, kind, n.born.time, n.first, 1);
+        finding_t f = streamFinding(n, kind, n.born.time, n.first, 1);
         f.last = s.window.next() - 1;
         f.began = n.startsHere(n.first);
         reporter.finding(f);
@@ -255,12 +252,13 @@ private:
         n.first = start;
         if (absent > 0) {
             n.counts.expected += absent;
-            booking.lose(n, start, absent, n.born, n.born);
+            losses.lose(n, start, absent, n.born, n.born);
         }
     }
 
     StreamTable<Limits>& table;
     Booking<Limits>& booking;
+    Losses<Limits>& losses;
     Pairing<Limits>& pairing;
     Reporter& reporter;
     const demands_t& demands;

@@ -92,6 +92,10 @@ public:
     }
 
     bool hasGaps() const { return gapCount > 0; }
+    /// Does a gap leave the window when this counter is the highest?
+    bool pushesGapOut(std::uint32_t counter) const {
+        return hasGaps() && ahead(oldest().low, counter + 1 - size) < 0;
+    }
     gap_t& oldest() { return gaps[gapStart]; }
     const gap_t& oldest() const { return gaps[gapStart]; }
     std::uint32_t openGaps() const { return gapCount; }

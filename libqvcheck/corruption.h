@@ -1,0 +1,58 @@
+#pragma once
+
+#include "libqvcheck/reporter.h"
+#include "libqvcheck/sighting.h"
+#include "libqvcheck/streamfinding.h"
+
+/// What damage means for a stream: injected as the sender was told, the echo of a frame that was damaged
+/// itself, or a finding. Owns nothing; what it counts is in the stream. Used by one thread.
+template<typename Limits>
+class Corruption {
+public:
+    using stream_t = Stream<Limits>;
+
+    /// The reporter outlives it.
+    explicit Corruption(Reporter& _reporter) : reporter(_reporter) {}
+
+    /// The first frame with this counter is damaged. True when the sender was told to.
+    bool injected(stream_t& s, std::uint32_t counter, const sighting_t& seen) {
+        const evidence_t evidence = seen.damaged->evidence(counter, s.key.tag, s.key.extended, s.key.length);
+        if (s.injection.damaged(counter, evidence)) {
+            reporter.injected(seen.at.time);
+            return true;
+        }
+        s.hurts[counter % s.hurts.size()] = {counter, evidence.differing, evidence.bytes[0]};
+        if (isEcho(s, counter, evidence)) {
+            ++s.pair->counts.echoedDamage;
+            return false;
+        }
+        tell(s, counter, seen);
+        return false;
+    }
+
+    /// The first frame with this counter is intact, and the sender was told to corrupt it.
+    void uninjected(stream_t& s, std::uint32_t counter, std::int64_t time) {
+        s.injection.missed();
+        reporter.finding(streamFinding(s, FK_UNINJECTED, time, counter, 1));
+    }
+
+    /// A damaged frame that nothing excuses.
+    void tell(const stream_t& s, std::uint32_t counter, const sighting_t& seen) {
+        finding_t f = streamFinding(s, FK_CORRUPTED, seen.at.time, counter, 1);
+        f.evidence = seen.damaged->evidence(counter, s.key.tag, s.key.extended, s.key.length);
+        f.frame = &seen.frame;
+        reporter.finding(f);
+    }
+
+private:
+    /// The answer to a frame that was damaged in the same way.
+    static bool isEcho(const stream_t& s, std::uint32_t counter, const evidence_t& evidence) {
+        if (s.pair == nullptr || s.key.role != SR_ANSWER) {
+            return false;
+        }
+        const auto& hurts = s.pair->direct->hurts;
+        return hurts[counter % hurts.size()].sameAs(counter, evidence);
+    }
+
+    Reporter& reporter;
+};

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "libqvcheck/pattern.h"
+#include "libqvcheck/window.h"
+
+#include <cstdint>
+
+/// A frame on its way into a stream. What it refers to outlives it.
+struct sighting_t {
+    const receivedFrame_t& frame;
+    arrivalTime_t at;
+    std::uint64_t clockSteps;         ///< of its interface up to it
+    const Reading* damaged = nullptr; ///< how it reads, when it is not as it was sent
+};

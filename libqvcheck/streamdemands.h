@@ -1,0 +1,141 @@
+#pragma once
+
+#include "libqvcheck/demands.h"
+#include "libqvcheck/reporter.h"
+#include "libqvcheck/sighting.h"
+#include "libqvcheck/streamfinding.h"
+
+#include <cstdlib>
+
+/// Holds a stream against the demands: its number of frames, its pace, its silences, its format. Owns nothing
+/// and remembers nothing: what it counts is in the stream, and each user has one. Used by one thread.
+template<typename Limits>
+class StreamDemands {
+public:
+    using stream_t = Stream<Limits>;
+
+    /// Both outlive it.
+    StreamDemands(const demands_t& _demands, Reporter& _reporter)
+        : demands(_demands),
+          reporter(_reporter),
+          checksFormat(_demands.fd || _demands.brs),
+          looksAtGaps(_demands.paced || _demands.intervals) {}
+
+    /// Is its number of frames demanded?
+    bool countsFrames(const stream_t& s) const {
+        return demands.loop > 0 && demands.loop <= INT32_MAX && s.startKnown() && isDemanded(s);
+    }
+    /// The counter behind its last demanded frame; means something when its frames are counted.
+    std::uint32_t endOf(const stream_t& s) const {
+        return s.first + static_cast<std::uint32_t>(demands.loop);
+    }
+
+    /// May a frame of the stream break a demand though it is the next one, to the bit?
+    bool looksAtEach(const stream_t& s) const {
+        return demands.maxGap != 0 || (checksFormat && s.key.length != CANFD_MAX_DLEN);
+    }
+
+    /// ns between two frames of the stream in a row; `last` is still the first of them.
+    void gap(stream_t& s, std::int64_t gap) {
+        s.gaps.add(gap);
+        if (looksAtGaps) {
+            lookAtGap(s, gap);
+        }
+    }
+
+    /// A silence of the stream up to `time` that is too long, told once.
+    void checkSilence(stream_t& s, std::int64_t time) {
+        if (demands.maxGap > 0 && !s.silenceTold && time - s.last.time > demands.maxGap) {
+            finding_t f = streamFinding(s, FK_GAP, time, s.window.next() - 1, 1);
+            f.before = s.last.time;
+            f.span = time - s.last.time;
+            s.silenceTold = true;
+            reporter.finding(f);
+        }
+    }
+
+    /// A frame of another format than the demanded one, the first of them told.
+    void checkFormat(stream_t& s, const sighting_t& seen) {
+        if (checksFormat && !isFormat(seen.frame) && s.wrongFormat++ == 0) {
+            finding_t f = streamFinding(s, FK_FORMAT, seen.at.time, s.window.next() - 1, 1);
+            f.frame = &seen.frame;
+            reporter.finding(f);
+        }
+    }
+
+    /// A counter's first frame that is beyond the demanded number, the first of them told.
+    void checkNumber(stream_t& s, std::uint32_t counter, std::int64_t time) {
+        if (demands.loop > 0 && countsFrames(s) && ahead(counter, endOf(s)) >= 0 && s.surplus++ == 0) {
+            reporter.finding(streamFinding(s, FK_SURPLUS, time, counter, 1));
+        }
+    }
+
+    /// The run is over at `time`: what the whole of the stream says.
+    void close(stream_t& s, std::int64_t time) {
+        checkSilence(s, time);
+        tellRest(s, FK_SURPLUS, s.surplus, time);
+        tellRest(s, FK_FORMAT, s.wrongFormat, time);
+        checkPace(s, time);
+    }
+
+    /// The figures that need the demanded gap.
+    void rate(const stream_t& s, streamSummary_t& summary) const {
+        if (!demands.paced) {
+            return;
+        }
+        summary.rated = s.gaps.count() > 0 && demands.gap > 0;
+        if (summary.rated) {
+            summary.ratePpm = (s.gaps.mean() / static_cast<double>(demands.gap) - 1) * 1e6;
+        }
+        summary.jitter = demands.jitter == 0 ? s.jitter : -1;
+    }
+
+private:
+    /// Do the demands on a stream's start, number of frames and pace hold for this one?
+    bool isDemanded(const stream_t& s) const { return demands.ids.empty() || s.demand >= 0; }
+
+    bool isFormat(const receivedFrame_t& frame) const {
+        return frame.fd && frame.length == CANFD_MAX_DLEN && (!demands.brs || (frame.flags & CANFD_BRS) != 0);
+    }
+
+    [[gnu::noinline]] void lookAtGap(stream_t& s, std::int64_t gap) {
+        if (s.interval != nullptr) {
+            s.interval->gaps.add(gap);
+        }
+        if (!demands.paced) {
+            return;
+        }
+        const std::int64_t off = std::abs(gap - demands.gap);
+        s.jitter += (static_cast<double>(off) - s.jitter) / 16;
+        if (demands.lateness > 0 && off > demands.jitter + demands.lateness && isDemanded(s)) {
+            finding_t f = streamFinding(s, FK_PACE, s.last.time + gap, s.window.next(), 1);
+            f.before = s.last.time;
+            f.span = gap;
+            reporter.finding(f);
+        }
+    }
+
+    /// The first frame of them was told when it came.
+    void tellRest(const stream_t& s, findingKind_t kind, std::uint64_t frames, std::int64_t time) {
+        if (frames > 1) {
+            reporter.finding(streamFinding(s, kind, time, s.window.next() - 1, frames - 1));
+        }
+    }
+
+    void checkPace(const stream_t& s, std::int64_t time) {
+        constexpr std::uint64_t enough = 100;
+        const double gap = static_cast<double>(demands.gap);
+        if (demands.paced && demands.gap > 0 && isDemanded(s) && s.gaps.count() >= enough &&
+            std::abs(s.gaps.mean() - gap) > gap / 20) {
+            finding_t f = streamFinding(s, FK_PACE, time, s.first, 1);
+            f.last = s.window.next() - 1;
+            f.span = static_cast<std::int64_t>(s.gaps.mean());
+            reporter.finding(f);
+        }
+    }
+
+    const demands_t& demands;
+    Reporter& reporter;
+    const bool checksFormat;
+    const bool looksAtGaps; ///< more than their histogram
+};
