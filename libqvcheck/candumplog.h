@@ -1,8 +1,6 @@
 #pragma once
 
-#include "libqvcheck/framesource.h"
-#include "libqvcheck/inputblocks.h"
-#include "libqvcheck/inputcounts.h"
+#include "libqvcheck/recordingformat.h"
 
 #include <cstdint>
 #include <string>
@@ -12,15 +10,10 @@
 /// from sent. The DROPCOUNT lines of `candump -d` become `dropped` of the next frame of that interface, and
 /// so do the comments in which DumpReport tells what it left out: `# left out 9 CAN frames on 'can0'`. Any
 /// other line that does not begin with `(` is a comment.
-class CandumpLog : public FrameSource {
+class CandumpLog : public RecordingFormat {
 public:
-    /// All three outlive it.
-    CandumpLog(InputBlocks& _input, InterfaceTable& _interfaces, inputCounts_t& _counts)
-        : input(_input),
-          interfaces(_interfaces),
-          counts(_counts) {}
+    using RecordingFormat::RecordingFormat;
 
-    /// Reads from what `input` has buffered. 0: it must be filled first.
     std::size_t read(receivedFrame_t* frames, std::size_t n) override;
 
 private:
@@ -28,9 +21,6 @@ private:
     const char* readInterface(const char* at, const char* end, std::uint8_t& index);
     void readComment(const inputLine_t& line);
 
-    InputBlocks& input;
-    InterfaceTable& interfaces;
-    inputCounts_t& counts;
     std::string lastName; ///< the interface of the line before, and its index
     std::uint8_t lastIndex = 0;
 };

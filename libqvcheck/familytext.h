@@ -1,8 +1,6 @@
 #pragma once
 
-#include "libqvcheck/framesource.h"
-#include "libqvcheck/inputblocks.h"
-#include "libqvcheck/inputcounts.h"
+#include "libqvcheck/recordingformat.h"
 
 #include <array>
 #include <cstdint>
@@ -11,15 +9,10 @@
 /// Frames from what `qvcan -vv`, `qvcandev -vv` and `qvbus -v` print: `07:53:14.260885 ch0 123#1122` anywhere
 /// in a line, with ` error=crc` and ` tx` behind it. A frame behind `send: ` or with ` tx` is this host's
 /// own. Channel n is the interface "chn". Lines without such a frame are passed over.
-class FamilyText : public FrameSource {
+class FamilyText : public RecordingFormat {
 public:
-    /// All three outlive it.
-    FamilyText(InputBlocks& _input, InterfaceTable& _interfaces, inputCounts_t& _counts)
-        : input(_input),
-          interfaces(_interfaces),
-          counts(_counts) {}
+    using RecordingFormat::RecordingFormat;
 
-    /// Reads from what `input` has buffered. 0: it must be filled first.
     std::size_t read(receivedFrame_t* frames, std::size_t n) override;
 
 private:
@@ -29,9 +22,6 @@ private:
     std::int64_t sinceFirstMidnight(std::int64_t timeOfDay);
     bool isToldAgain(std::string_view before, std::string_view text);
 
-    InputBlocks& input;
-    InterfaceTable& interfaces;
-    inputCounts_t& counts;
     std::int64_t days = 0;     ///< midnights passed, in ns
     std::int64_t lastTime = 0; ///< ns since the first midnight
 
