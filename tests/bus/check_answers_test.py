@@ -1,6 +1,5 @@
 """qvcancheck on frames and answers: what the bus loses in each direction, and what the answering node leaves unanswered, tell apart."""
 
-import signal
 import time
 
 import pytest
@@ -37,11 +36,6 @@ def ask(bus, peer):
 def answers(bus):
     """answers(n) waits until n have come since the bus is up."""
     return lambda count: wait_until(lambda: bus.counters(bus.near)[0] >= count, lambda: f"{count} answers; {bus.counters(bus.near)[0]} are there")
-
-
-def stop(program):
-    program.signal(signal.SIGSTOP)
-    wait_until(lambda: program.state() == "T", lambda: f"{program} to stop")
 
 
 def pause(seconds):
@@ -110,10 +104,10 @@ def test_a_node_that_was_stopped_for_a_second_answers_late_and_leaves_nothing_ou
     node = answerer(bus.far, "-f")
     ask(20)
     answers(20)
-    stop(node)
+    node.stop()
     ask(50)
     pause(1)
-    node.signal(signal.SIGCONT)
+    node.go_on()
     answers(70)
     assert seen.ended() == 1
     told = Told(seen)
@@ -161,11 +155,11 @@ def test_a_node_that_was_overrun_is_named_as_the_one_whose_queue_was_full(bus, c
     node = answerer(bus.far, "-f")
     sender = qvcan("-d", bus.near, "-f", "-p", "-l", 0, "-i", 1, "-t", "5m", "-j", 0)
     answers(20)
-    stop(node)
+    node.stop()
     stopped_at = at_node.count()
     at_node.wait_for(stopped_at + QUEUE + 100)
     pause(2)
-    node.signal(signal.SIGCONT)
+    node.go_on()
     answers(stopped_at + QUEUE)
     sender.end()
     came = asked_in(at_node.all_frames())

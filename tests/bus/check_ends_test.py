@@ -85,10 +85,10 @@ def test_a_signal_before_the_planned_end_is_the_exit_status(bus, check, send, pl
 
 def test_everything_that_was_received_before_the_end_is_judged(bus, check, qvcan):
     seen = check("-d", bus.far)
-    seen.signal(signal.SIGSTOP)
+    seen.stop()
     assert qvcan("-d", bus.near, "-p", "-l", 5000, "-t", 0, "-i", 1).exit_status() == 0
     seen.signal(signal.SIGINT)
-    seen.signal(signal.SIGCONT)
+    seen.go_on()
     assert seen.exit_status() == 0, seen
     assert streams(seen.summary(), "intact") == (5000,)
 

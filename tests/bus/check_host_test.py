@@ -40,9 +40,9 @@ def test_a_check_that_was_stopped_blames_its_own_queue_to_the_frame(bus, check, 
     seen = check("-d", bus.far, "-i", 1, "-l", frames + 2000, *kind)
     program = qvcan("-d", bus.near, "-p", "-l", frames + 2000, "-t", 0, "-i", 1, *kind)
     wait_for_frames(seen, 100)
-    seen.signal(signal.SIGSTOP)
+    seen.stop()
     wait_until(lambda: bus.counters(bus.far)[0] > frames + 500, "the queue to overflow")
-    seen.signal(signal.SIGCONT)
+    seen.go_on()
     assert program.exit_status() == 0
     assert seen.exit_status() == 4, seen
     summary = seen.summary()
@@ -57,10 +57,10 @@ def test_a_check_that_was_stopped_blames_its_own_queue_to_the_frame(bus, check, 
 def test_frames_dropped_behind_the_last_one_count_as_well(bus, check, cangen):
     seen = check("-d", bus.far)
     cangen(bus.near, 10)
-    seen.signal(signal.SIGSTOP)
+    seen.stop()
     cangen(bus.near, 25000)
     seen.signal(signal.SIGTERM)
-    seen.signal(signal.SIGCONT)
+    seen.go_on()
     assert seen.exit_status() == 4, seen
     summary = seen.summary()
     assert summary["findings"]["overrun"] + summary["frames"] == 25010

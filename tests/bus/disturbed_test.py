@@ -1,7 +1,6 @@
 """The pattern sender on a bus that misbehaves: what is lost is reported, and the pattern goes on counting."""
 
 import os
-import signal
 from statistics import median
 import time
 
@@ -11,7 +10,6 @@ from qv.frame import pattern, reflected
 from qv.pair import wait_for_listeners
 from qv.watched import Program
 from qv.qvcan import INCOMPLETE, READ_DOWN, WRITE_DOWN, WRITE_FULL
-from qv.waiting import wait_until
 
 
 def missing_from(seen, expected):
@@ -135,12 +133,11 @@ def test_a_stopped_sender_goes_on_and_sends_its_backlog(bus, qvcan, candump, sam
     program = qvcan("-p", "-l", 0, "-t", "20m", "-j", 0, "-d", bus.near)
     seen.wait_for(20)
 
-    program.signal(signal.SIGSTOP)
-    wait_until(lambda: program.state() == "T", "the sender to stop")
+    program.stop()
     first = bus.counters(bus.near)[1]
     time.sleep(2.5)  # 125 frames become due
     assert bus.counters(bus.near)[1] == first
-    program.signal(signal.SIGCONT)
+    program.go_on()
 
     seen.wait_for(first + 150)
     assert program.runs() and program.err == ""

@@ -184,9 +184,9 @@ def disturbed(bed, who):
     sender = bed.bus.sender([1], bed.size, *kind)
     program = who(sender, bed.bus.program)
     for _ in range(3):
-        program.signal(signal.SIGSTOP)
+        program.stop()
         time.sleep(bed.random.uniform(0, 0.4))
-        program.signal(signal.SIGCONT)
+        program.go_on()
     judge(bed, check, bed.size, bed.sent(sender))
 
 
@@ -197,9 +197,9 @@ def stopped_sender(bed):
 def stopped_check(bed):
     """Until its terminal is full: the bus counts what it misses."""
     check = bed.bus.check("-i", 1, "-l", bed.size)
-    check.signal(signal.SIGSTOP)
+    check.stop()
     failed = bed.sent(bed.bus.sender([1], bed.size, gap=0))
-    check.signal(signal.SIGCONT)
+    check.go_on()
     judge(bed, check, bed.size, failed)
 
 
@@ -236,9 +236,9 @@ def answered(bed, disturb):
 
 def stopped_answerer(bed):
     def disturb(bed, answerer):
-        answerer.signal(signal.SIGSTOP)
+        answerer.stop()
         time.sleep(bed.random.uniform(0, 0.5))
-        answerer.signal(signal.SIGCONT)
+        answerer.go_on()
     answered(bed, disturb)
 
 

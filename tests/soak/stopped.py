@@ -11,15 +11,6 @@ from qv.waiting import wait_until
 SOCKET_QUEUE = 278  # FD frames that a receive queue of default size holds
 
 
-def stop(program):
-    program.signal(signal.SIGSTOP)
-    wait_until(lambda: not program.runs() or program.state() == "T", lambda: f"{program} to stop")
-
-
-def go_on(program):
-    program.signal(signal.SIGCONT)
-
-
 def wait_for_sent(bed, count, sender):
     """Or for its end: on a slow machine more has been sent than was seen."""
     wait_until(lambda: bed.bus.counters(bed.bus.near)[1] >= count or not sender.runs(), lambda: f"{count} frames of {sender}")
@@ -32,9 +23,9 @@ def stopped_sender(bed):
     check = bed.check(*bed.demands(ids, count), *kind)
     sender = bed.sender(ids, count, *kind)
     for _ in range(3):
-        stop(sender)
+        sender.stop()
         time.sleep(bed.random.uniform(0, 0.2))
-        go_on(sender)
+        sender.go_on()
     bed.sent(sender)
     bed.all_delivered()
     verdict = bed.verdict(check)
@@ -67,12 +58,12 @@ def stopped_check(bed):
     kind = bed.random.choice(([], ["-f"]))
     count = 27000
     check = bed.check(*bed.demands([1], count), *kind)
-    stop(check)
+    check.stop()
     before = bed.received()
     bed.sent(bed.sender([1], count, *kind, gap=0))
     bed.all_delivered()
     arrived = bed.received() - before - 1
-    go_on(check)
+    check.go_on()
     verdict = bed.verdict(check)
     lost, intact = verdict.sums("lost", "intact")
     drops = verdict.host[bed.bus.far]["queueDrops"]
@@ -88,12 +79,12 @@ def check_again(bed):
     for last in (False, True):
         check = bed.check()
         if last:
-            go_on(sender)
+            sender.go_on()
             bed.sent(sender)
         else:
             sender = bed.sender([1], bed.size)
             wait_for_sent(bed, bed.sent_before + bed.size // 3, sender)
-            stop(sender)
+            sender.stop()
         bed.all_delivered()
         verdict = bed.verdict(check, signal.SIGTERM)
         intact += verdict.sums("intact")[0]
@@ -122,9 +113,9 @@ def answered(bed, disturb):
 
 def stopped_answerer(bed):
     def disturb(bed, answerer, sender):
-        stop(answerer)
+        answerer.stop()
         wait_for_sent(bed, bed.bus.counters(bed.bus.near)[1] + bed.random.choice((SOCKET_QUEUE // 2, SOCKET_QUEUE * 2)), sender)
-        go_on(answerer)
+        answerer.go_on()
         return answerer
     answered(bed, disturb)
 

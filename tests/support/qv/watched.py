@@ -58,6 +58,14 @@ class Program:
     def signal(self, number):
         self.process.send_signal(number)
 
+    def stop(self):
+        """Waits until it stands still, or has ended."""
+        self.signal(signal.SIGSTOP)
+        wait_until(lambda: not self.runs() or self.state() == "T", lambda: f"{self} to stop")
+
+    def go_on(self):
+        self.signal(signal.SIGCONT)
+
     def cpu_ticks(self):
         """Processor time of all its threads, user and system, in clock ticks."""
         fields = Path(f"/proc/{self.process.pid}/stat").read_text().rpartition(")")[2].split()
