@@ -43,6 +43,17 @@ def pause(seconds):
     wait_until(lambda: time.monotonic() > end, f"{seconds} s")
 
 
+@pytest.fixture
+def answering(bus, ask, answers, answerer):
+    """answering() is a node that has answered the first 20 frames."""
+    def start():
+        node = answerer(bus.far, "-f")
+        ask(20)
+        answers(20)
+        return node
+    return start
+
+
 class Told:
     """What a check that has ended says of frames and answers."""
 
@@ -99,11 +110,9 @@ def test_loss_in_each_direction_is_what_each_queue_dropped_to_the_frame(bus, che
     assert len(told.unanswered) > 10, "scattered"
 
 
-def test_a_node_that_was_stopped_for_a_second_answers_late_and_leaves_nothing_out(bus, check, ask, answers, answerer):
+def test_a_node_that_was_stopped_for_a_second_answers_late_and_leaves_nothing_out(check, ask, answers, answering):
     seen = check(*LATE, "--max-rtt", "900m")
-    node = answerer(bus.far, "-f")
-    ask(20)
-    answers(20)
+    node = answering()
     node.stop()
     ask(50)
     pause(1)
@@ -117,11 +126,9 @@ def test_a_node_that_was_stopped_for_a_second_answers_late_and_leaves_nothing_ou
     assert told.summary["findings"] == {"slow": told.pair["slow"]}
 
 
-def test_a_node_that_was_killed_leaves_unanswered_what_came_until_it_was_started_again(bus, check, ask, answers, answerer):
+def test_a_node_that_was_killed_leaves_unanswered_what_came_until_it_was_started_again(bus, check, ask, answers, answerer, answering):
     seen = check(*LATE)
-    node = answerer(bus.far, "-f")
-    ask(20)
-    answers(20)
+    node = answering()
     node.end()
     ask(100)
     answerer(bus.far, "-f")
@@ -134,12 +141,10 @@ def test_a_node_that_was_killed_leaves_unanswered_what_came_until_it_was_started
     assert told.summary["verdictLine"] == "FAIL: 100 answers missing"
 
 
-def test_a_node_that_was_killed_for_good_leaves_the_end_unanswered(bus, check, ask, answers, answerer):
+def test_a_node_that_was_killed_for_good_leaves_the_end_unanswered(check, ask, answering):
     """Its answers have no gap; the frames behind the last of them have none."""
     seen = check("-l", 200, "-w", 3, "--idle", 4)
-    node = answerer(bus.far, "-f")
-    ask(20)
-    answers(20)
+    node = answering()
     node.end()
     ask(180)
     assert seen.exit_status() == 1

@@ -87,12 +87,19 @@ def test_a_link_that_was_down_is_an_event_and_the_cause_of_its_gap(bus, check, s
     assert max(gap["before"], down["t"]) <= min(gap["t"], up["t"])
 
 
-def test_an_interface_that_is_made_again_is_listened_to_again(bus, check, qvcan):
+@pytest.fixture
+def left_alone(bus, check, qvcan):
+    """A check that has judged 100 frames; then its interface was deleted."""
     seen = check("-d", bus.far)
     assert qvcan("-d", bus.near, "-p", "-l", 100, "-t", "1m", "-i", 1).exit_status() == 0
     wait_for_frames(seen, 100)
     bus.delete()
     seen.wait_for_event("interface deleted")
+    return seen
+
+
+def test_an_interface_that_is_made_again_is_listened_to_again(bus, left_alone, qvcan):
+    seen = left_alone
     command("ip", "link", "add", bus.near, "type", "vxcan", "peer", "name", bus.far)
     for name in (bus.near, bus.far):
         command("ip", "link", "set", name, "mtu", 72, "up")
@@ -107,14 +114,9 @@ def test_an_interface_that_is_made_again_is_listened_to_again(bus, check, qvcan)
     assert [one["what"] for one in seen.objects("event")][:3] == ["link down", "interface deleted", "interface made again"]
 
 
-def test_an_interface_that_never_comes_back_leaves_the_check_incomplete(bus, check, qvcan):
-    seen = check("-d", bus.far)
-    assert qvcan("-d", bus.near, "-p", "-l", 100, "-t", "1m", "-i", 1).exit_status() == 0
-    wait_for_frames(seen, 100)
-    bus.delete()
-    seen.wait_for_event("interface deleted")
-    assert seen.ended() == 4, seen
-    assert seen.summary()["verdictLine"] == f"INCOMPLETE: {bus.far}: No such device"
+def test_an_interface_that_never_comes_back_leaves_the_check_incomplete(bus, left_alone):
+    assert left_alone.ended() == 4, left_alone
+    assert left_alone.summary()["verdictLine"] == f"INCOMPLETE: {bus.far}: No such device"
 
 
 @pytest.mark.parametrize("classes, data, cause", [
