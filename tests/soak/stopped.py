@@ -16,21 +16,28 @@ def wait_for_sent(bed, count, sender):
     wait_until(lambda: bed.bus.counters(bed.bus.near)[1] >= count or not sender.runs(), lambda: f"{count} frames of {sender}")
 
 
-def stopped_sender(bed):
-    """What fell due meanwhile goes out back to back."""
+def undisturbed(bed, disturb):
+    """All is judged intact whatever disturb(sender) does."""
     kind, ids = bed.streams()
     count = bed.count(ids)
     check = bed.check(*bed.demands(ids, count), *kind)
     sender = bed.sender(ids, count, *kind)
-    for _ in range(3):
-        sender.stop()
-        time.sleep(bed.random.uniform(0, 0.2))
-        sender.go_on()
+    disturb(sender)
     bed.sent(sender)
     bed.all_delivered()
     verdict = bed.verdict(check)
     bed.account.same("intact", count * len(ids), verdict.sums("intact")[0])
     bed.account.same("findings where all is as told", 0, sum(verdict.findings().values()))
+
+
+def stopped_sender(bed):
+    """What fell due meanwhile goes out back to back."""
+    def disturb(sender):
+        for _ in range(3):
+            sender.stop()
+            time.sleep(bed.random.uniform(0, 0.2))
+            sender.go_on()
+    undisturbed(bed, disturb)
 
 
 def sender_again(bed):
@@ -141,20 +148,13 @@ def seen_by_all(bed):
 
 def clock_set(bed):
     """Only where the clock is the user-mode kernel's: the machine's own stays."""
-    kind, ids = bed.streams()
-    count = bed.count(ids)
-    check = bed.check(*bed.demands(ids, count), *kind)
-    sender = bed.sender(ids, count, *kind)
-    for _ in range(4 if is_our_own_kernel() else 0):
-        step = bed.random.choice((-1, 1)) * bed.random.choice((0.5, 1, 30, 86400))
-        for one in (step, -step):
-            time.clock_settime(time.CLOCK_REALTIME, time.time() + one)
-            seen_by_all(bed)
-    bed.sent(sender)
-    bed.all_delivered()
-    verdict = bed.verdict(check)
-    bed.account.same("intact", count * len(ids), verdict.sums("intact")[0])
-    bed.account.same("findings where all is as told", 0, sum(verdict.findings().values()))
+    def disturb(sender):
+        for _ in range(4 if is_our_own_kernel() else 0):
+            step = bed.random.choice((-1, 1)) * bed.random.choice((0.5, 1, 30, 86400))
+            for one in (step, -step):
+                time.clock_settime(time.CLOCK_REALTIME, time.time() + one)
+                seen_by_all(bed)
+    undisturbed(bed, disturb)
 
 
 PHASES = [stopped_sender, sender_again, stopped_check, check_again, stopped_answerer, answerer_again, clock_set]
