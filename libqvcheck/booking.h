@@ -38,45 +38,6 @@ public:
         heard(s, seen, d >= 0);
     }
 
-    /// The next frame of a steady stream, as it was sent: what `take` would do.
-    void takeNext(stream_t& s, const receivedFrame_t& frame, const arrivalTime_t& at,
-                  std::uint64_t clockSteps) {
-        const std::uint32_t counter = s.window.next();
-        const std::int64_t gap = at.time - s.last.time;
-        if (clockSteps == s.lastSteps) {
-            streamDemands.gap(s, gap);
-        }
-        s.window.step(at.time);
-        ++s.counts.expected;
-        ++s.counts.intact;
-        s.own |= frame.own;
-        ++s.unique;
-        ++s.frames;
-        s.last = s.lastRecord = at;
-        s.lastSteps = clockSteps;
-        streamSlot_t& slot = s.series.at(at.time);
-        ++slot.frames;
-        if (gap > slot.longestGap) {
-            slot.longestGap = gap;
-        }
-        reporter.frame(frame, FT_IN_ORDER, s.number, counter);
-    }
-
-    /// Decides which of the stream's next frames may be taken by `takeNext`.
-    void checkSteady(stream_t& s) const {
-        s.steady = s.named && s.atRecord && s.parent == nullptr && s.child == nullptr && s.streak == 0 &&
-                   !s.silenceTold && !streamDemands.looksAtEach(s);
-        const std::uint32_t next = s.window.next();
-        std::int32_t frames = INT32_MAX;
-        if (s.injection.known()) {
-            frames = ahead(s.injection.nextHit(), next);
-        }
-        if (streamDemands.countsFrames(s)) {
-            frames = std::min(frames, ahead(streamDemands.endOf(s), next));
-        }
-        s.steadyUntil = next + static_cast<std::uint32_t>(frames);
-    }
-
     /// A sound frame of the stream that fits no place of it.
     void stray(stream_t& s, const Reading& reading, const sighting_t& seen) {
         ++s.counts.stray;

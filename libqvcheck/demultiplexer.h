@@ -2,31 +2,17 @@
 
 #include "libqvcheck/booking.h"
 #include "libqvcheck/foreignframes.h"
-#include "libqvcheck/heldframes.h"
+#include "libqvcheck/interface.h"
 #include "libqvcheck/leftout.h"
 #include "libqvcheck/losses.h"
 #include "libqvcheck/pairing.h"
 #include "libqvcheck/placing.h"
-#include "libqvcheck/stampclock.h"
+#include "libqvcheck/steadystreams.h"
+#include "libqvcheck/streamfounder.h"
 #include "libqvcheck/succession.h"
 
+#include <algorithm>
 #include <array>
-#include <memory>
-
-/// One interface of a run.
-template<typename Limits>
-struct interface_t {
-    interface_t(std::uint8_t _index, std::int64_t stamp, std::int64_t time)
-        : index(_index),
-          clock(stamp, time) {}
-
-    std::uint8_t index;
-    StampClock clock;
-    std::uint64_t frames = 0;
-    std::int64_t deadline = INT64_MAX; ///< no stream of the interface needs a look before
-    std::uint8_t latest = UINT8_MAX;   ///< slot of the stream that was heard last; it may be gone
-    HeldFrames<Limits> held;
-};
 
 /// Finds the stream and the place of each data frame. Sound frames that continue a stream cost one look; what
 /// fits nowhere is held until the frames around it explain it, and three that go on from each other found a
@@ -46,23 +32,17 @@ public:
           booking(_demands, _reporter),
           pairing(_demands, _reporter, table),
           succession(table, booking, losses, pairing, _reporter, _demands),
-          leftOut(table, booking, losses) {}
+          leftOut(table, booking, losses),
+          steady(_demands, _reporter, table, pairing),
+          founder(_demands, table, succession) {}
 
     /// An interface that frames will come from.
-    void enter(const interface_type& in) { clocks[in.index] = &in.clock; }
+    void enter(const interface_type& in) { founder.enter(in); }
 
     /// Nearly all frames: the one that a steady stream waits for, to the bit. False: `judge` has to look at
     /// it.
     bool takeNext(interface_type& in, const receivedFrame_t& frame, const arrivalTime_t& at) {
-        stream_t* const s = waitingFor(in, frame);
-        if (s == nullptr || s->window.pushesGapOut(s->window.next())) {
-            return false;
-        }
-        booking.takeNext(*s, frame, at, in.clock.steps());
-        if (s->pair != nullptr) {
-            pairing.arrived(*s, s->window.next() - 1, s->last);
-        }
-        return true;
+        return steady.takeNext(in, frame, at);
     }
 
     /// A data frame of 4 bytes or more.
@@ -174,7 +154,7 @@ public:
         } else {
             pairing.consider(s);
         }
-        booking.checkSteady(s);
+        steady.check(s);
         in.latest = s.slot;
         if (s.window.hasGaps()) {
             in.deadline = std::min(in.deadline, s.window.oldest().opened.time + demands.wait);
@@ -184,38 +164,7 @@ public:
         }
     }
 
-    /// A new stream with its name or the one on loan; null when there is no room.
-    stream_t* addBorn(const streamKey_t& key, std::uint32_t next, const arrivalTime_t& at) {
-        stream_t* const s = newStream(key, next, nullptr, at);
-        if (s != nullptr) {
-            succession.born(*s);
-        }
-        return s;
-    }
-
-    /// The stream of a demand, from its first frame on; null when there is no room.
-    stream_t* addDemanded(const streamKey_t& key, std::uint32_t start, std::size_t demand,
-                          const arrivalTime_t& at) {
-        stream_t* const s = addStream(key, start, at);
-        if (s != nullptr) {
-            s->demand = static_cast<int>(demand);
-            s->startDemanded = true;
-            s->fd = key.length > CAN_MAX_DLEN; // its name says so
-            succession.name(*s);
-        }
-        return s;
-    }
-
-    /// Has the demand its stream in this class?
-    bool isBorn(const streamKey_t& key, std::size_t demand) const {
-        for (stream_t* s = table.first(key); s != nullptr; s = table.after(*s)) {
-            if (s->key == key && s->demand == static_cast<int>(demand)) {
-                return true;
-            }
-        }
-        return false;
-    }
-
+    StreamFounder<Limits>& streamFounder() { return founder; }
     Pairing<Limits>& pairs() { return pairing; }
     const Pairing<Limits>& pairs() const { return pairing; }
     StreamTable<Limits>& streams() { return table; }
@@ -232,31 +181,6 @@ private:
 
     static streamKey_t keyOf(const Reading& reading, streamRole_t role) {
         return {reading.raw().interface, role, reading.extended(), reading.length(), reading.tag()};
-    }
-
-    /// The steady stream that waits for just this frame; null when there is none or more than one. Of several
-    /// streams that wait for the same frame the one heard last gets it.
-    stream_t* waitingFor(interface_type& in, const receivedFrame_t& frame) const {
-        stream_t* const latest = table.at(in.latest);
-        if (latest != nullptr && latest->isNext(frame)) {
-            return latest->isSteady() ? latest : nullptr;
-        }
-        if (frame.length < 5) {
-            return nullptr;
-        }
-        streamKey_t key = {frame.interface, SR_DIRECT, (frame.canId & CAN_EFF_FLAG) != 0, frame.length,
-                           static_cast<std::uint8_t>(frame.data[3] - frame.data[4])};
-        stream_t* s = table.only(key);
-        if (s == nullptr) {
-            key.role = SR_ANSWER;
-            key.tag = static_cast<std::uint8_t>(-key.tag);
-            s = table.only(key);
-        }
-        if (s == nullptr || !s->isSteady() || !s->isNext(frame)) {
-            return nullptr;
-        }
-        in.latest = s->slot;
-        return s;
     }
 
     // --- sound frames -------------------------------------------------------------------------------------
@@ -279,7 +203,8 @@ private:
             }
         }
         if (least > 0 && !demands.ids.empty()) {
-            stream_t* const demanded = demandedStream(key, counter, std::min(least, Limits::near), seen.at);
+            stream_t* const demanded =
+                founder.addDemandedNear(key, counter, std::min(least, Limits::near), seen.at);
             best = demanded != nullptr ? demanded : best;
         }
         if (best == nullptr) {
@@ -350,10 +275,7 @@ private:
         if (parent != nullptr && parent->child != nullptr) {
             succession.fold(*parent->child);
         }
-        stream_t* const child = newStream(key, frames[0].counter, parent, frames[0].at);
-        if (child != nullptr) {
-            succession.born(*child);
-        }
+        stream_t* const child = founder.addBorn(key, frames[0].counter, parent, frames[0].at);
         for (const repeat_t& r : frames) {
             stream_t* const taker = child != nullptr ? child : parent;
             if (taker != nullptr) {
@@ -502,9 +424,9 @@ private:
         if (parent != nullptr && parent->child != nullptr) {
             succession.fold(*parent->child);
         }
-        stream_t* s = demandedStream(key, counter, INT32_MAX, at);
+        stream_t* s = founder.addDemandedNear(key, counter, INT32_MAX, at);
         if (s == nullptr) {
-            s = newStream(key, counter, parent, at);
+            s = founder.addUnnamed(key, counter, parent, at);
         }
         if (s == nullptr) {
             for (heldFrame_t* const held : chain) {
@@ -585,56 +507,6 @@ private:
         }
     }
 
-    /// A new stream, not yet named; null when there is no room. `parent`: whose counters it
-    /// repeats, null for none.
-    stream_t* newStream(const streamKey_t& key, std::uint32_t next, stream_t* parent,
-                        const arrivalTime_t& at) {
-        stream_t* const s = addStream(key, next, at);
-        if (s == nullptr) {
-            return nullptr;
-        }
-        if (parent != nullptr && parent->named) {
-            s->parent = parent;
-            parent->child = s;
-            parent->steady = false;
-        }
-        return s;
-    }
-
-    stream_t* addStream(const streamKey_t& key, std::uint32_t next, const arrivalTime_t& at) {
-        stream_t* const s = table.add(key, next, key.role == SR_REMOTE ? 0 : demands.errorPeriod);
-        if (s != nullptr) {
-            s->born = at;
-            s->clock = clocks[key.interface];
-            if (demands.brs) {
-                s->form.demandSwitch();
-            }
-            s->interval =
-                demands.intervals ? std::make_unique<typename stream_t::sinceInterval_t>() : nullptr;
-        }
-        return s;
-    }
-
-    /// The demanded stream that a first sound frame founds; null when none is demanded within `reach`.
-    stream_t* demandedStream(const streamKey_t& key, std::uint32_t counter, std::uint32_t reach,
-                             const arrivalTime_t& at) {
-        std::size_t best = demands.ids.size();
-        for (std::size_t i = 0; i < demands.ids.size(); ++i) {
-            const std::uint32_t start = demands.ids[i] & ((key.extended ? CAN_EFF_MASK : CAN_SFF_MASK));
-            if (demandsStream(demands.ids[i], key) && counter - start < reach && !isBorn(key, i)) {
-                best = i;
-                reach = counter - start;
-            }
-        }
-        return best < demands.ids.size() ? addDemanded(key, counter - reach, best, at) : nullptr;
-    }
-
-    static bool demandsStream(std::uint32_t id, const streamKey_t& key) {
-        const bool extended = (id & CAN_EFF_FLAG) != 0;
-        return (id & CAN_RTR_FLAG) == 0 && extended == key.extended &&
-               static_cast<std::uint8_t>(id) == key.tag;
-    }
-
     // --- verdicts on held frames --------------------------------------------------------------------------
 
     void decide(interface_type& in, heldFrame_t& held, bool atEnd) {
@@ -700,7 +572,7 @@ private:
         }
         // What the sender makes has a run of 4 bytes or more; a shorter one may be chance.
         const bool alone = atEnd && reading.runLength() >= 4;
-        stream_t* const s = alone ? addBorn(held.key, held.counter, held.at) : nullptr;
+        stream_t* const s = alone ? founder.addBorn(held.key, held.counter, nullptr, held.at) : nullptr;
         if (s != nullptr) {
             join(in, *s, held.counter, seen);
         }
@@ -798,7 +670,8 @@ private:
     Pairing<Limits> pairing;
     Succession<Limits> succession;
     LeftOut<Limits> leftOut;
-    std::array<const StampClock*, 256> clocks = {};
+    SteadyStreams<Limits> steady;
+    StreamFounder<Limits> founder;
     std::uint64_t further = 0;
     bool patternLike = false;
 };

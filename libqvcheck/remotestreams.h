@@ -15,7 +15,8 @@ public:
     RemoteStreams(const demands_t& _demands, Reporter& _reporter, Demultiplexer<Limits>& _demultiplexer)
         : demands(_demands),
           reporter(_reporter),
-          demultiplexer(_demultiplexer) {}
+          demultiplexer(_demultiplexer),
+          founder(_demultiplexer.streamFounder()) {}
 
     void judge(interface_type& in, const receivedFrame_t& frame, const arrivalTime_t& at) {
         const bool extended = (frame.canId & CAN_EFF_FLAG) != 0;
@@ -84,8 +85,8 @@ private:
             const bool fits = (demands.ids[i] & CAN_RTR_FLAG) != 0 &&
                               ((demands.ids[i] & CAN_EFF_FLAG) != 0) == key.extended;
             const std::uint32_t ahead = id == 1 && start == 0 ? 0 : (id - start) & mask;
-            if (fits && ahead < Limits::near && !demultiplexer.isBorn(key, i)) {
-                stream_t* const s = demultiplexer.addDemanded(key, start, i, seen.at);
+            if (fits && ahead < Limits::near && !founder.isBorn(key, i)) {
+                stream_t* const s = founder.addDemanded(key, start, i, seen.at);
                 if (s != nullptr) {
                     demultiplexer.join(in, *s, start + ahead, seen);
                 }
@@ -115,7 +116,7 @@ private:
 
     void establish(interface_type& in, founding_t& founding) {
         const std::uint32_t first = placeOfFirst(founding, founding.last + 1 - founding.count);
-        stream_t* const s = demultiplexer.addBorn(founding.key, first, founding.times[0]);
+        stream_t* const s = founder.addBorn(founding.key, first, nullptr, founding.times[0]);
         if (s == nullptr) {
             release(founding);
             return;
@@ -154,6 +155,7 @@ private:
     const demands_t& demands;
     Reporter& reporter;
     Demultiplexer<Limits>& demultiplexer;
+    StreamFounder<Limits>& founder;
     std::uint64_t others = 0;
     std::array<founding_t, 2 * interfaces> foundings = {};
 };

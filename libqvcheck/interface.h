@@ -1,0 +1,21 @@
+#pragma once
+
+#include "libqvcheck/heldframes.h"
+#include "libqvcheck/stampclock.h"
+
+#include <cstdint>
+
+/// One interface of a run.
+template<typename Limits>
+struct interface_t {
+    interface_t(std::uint8_t _index, std::int64_t stamp, std::int64_t time)
+        : index(_index),
+          clock(stamp, time) {}
+
+    std::uint8_t index;
+    StampClock clock;
+    std::uint64_t frames = 0;
+    std::int64_t deadline = INT64_MAX; ///< no stream of the interface needs a look before
+    std::uint8_t latest = UINT8_MAX;   ///< slot of the stream that was heard last; it may be gone
+    HeldFrames<Limits> held;
+};
