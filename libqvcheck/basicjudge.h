@@ -1,5 +1,6 @@
 #pragma once
 
+#include "libqvcheck/demultiplexer.h"
 #include "libqvcheck/judge.h"
 #include "libqvcheck/remotestreams.h"
 
@@ -17,7 +18,8 @@ public:
           reporter(sink, blame),
           streamDemands(demands, reporter),
           demultiplexer(demands, reporter, foreign),
-          remote(demands, reporter, demultiplexer) {}
+          remote(demands, reporter, demultiplexer.streams(), demultiplexer.streamFounder(),
+                 demultiplexer.frameJoiner()) {}
     BasicJudge(const BasicJudge&) = delete;
     BasicJudge& operator=(const BasicJudge&) = delete;
 

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "libqvcheck/acceptor.h"
 #include "libqvcheck/booking.h"
 #include "libqvcheck/foreignframes.h"
 #include "libqvcheck/interface.h"
+#include "libqvcheck/joiner.h"
 #include "libqvcheck/leftout.h"
 #include "libqvcheck/losses.h"
 #include "libqvcheck/pairing.h"
@@ -34,7 +36,9 @@ public:
           succession(table, booking, losses, pairing, _reporter, _demands),
           leftOut(table, booking, losses),
           steady(_demands, _reporter, table, pairing),
-          founder(_demands, table, succession) {}
+          founder(_demands, table, succession),
+          joiner(_demands, table, booking, losses, pairing, succession, steady),
+          acceptor(_demands, table, booking, leftOut, succession, founder, joiner) {}
 
     /// An interface that frames will come from.
     void enter(const interface_type& in) { founder.enter(in); }
@@ -49,11 +53,11 @@ public:
     void judge(interface_type& in, const receivedFrame_t& frame, const arrivalTime_t& at) {
         const sighting_t seen = {frame, at, in.clock.steps()};
         Reading direct(frame, SR_DIRECT);
-        if (direct.clean() && accept(in, keyOf(direct, SR_DIRECT), direct.counter(), seen)) {
+        if (direct.clean() && acceptor.accept(in, keyOf(direct, SR_DIRECT), direct.counter(), seen)) {
             return;
         }
         Reading answer(frame, SR_ANSWER);
-        if (answer.clean() && accept(in, keyOf(answer, SR_ANSWER), answer.counter(), seen)) {
+        if (answer.clean() && acceptor.accept(in, keyOf(answer, SR_ANSWER), answer.counter(), seen)) {
             return;
         }
         direct.vote();
@@ -123,48 +127,8 @@ public:
         }
     }
 
-    /// How far a sound frame is from what the stream expects; the highest number when it is none of its own.
-    static std::uint32_t costOf(const stream_t& s, std::uint32_t counter) {
-        const std::int32_t d = ahead(counter, s.window.next());
-        if (d >= 0) {
-            return d < static_cast<std::int32_t>(Limits::near) ? static_cast<std::uint32_t>(d) : UINT32_MAX;
-        }
-        const std::uint32_t behind = 0U - static_cast<std::uint32_t>(d);
-        if (s.empty || behind > Limits::window || ahead(counter, s.first - Limits::near) < 0) {
-            return UINT32_MAX;
-        }
-        if (!s.has(counter)) {
-            return behind;
-        }
-        return behind <= Limits::near ? Limits::step + behind : UINT32_MAX;
-    }
-
-    /// Takes a frame into its place in the stream.
-    void join(interface_type& in, stream_t& s, std::uint32_t counter, const sighting_t& seen) {
-        if (s.streak > 0) {
-            booking.tellRepeats(s);
-        }
-        while (s.window.pushesGapOut(counter)) {
-            giveUp(in, s);
-        }
-        const bool isNew = s.empty || !s.has(counter);
-        booking.take(s, counter, seen);
-        if (s.pair != nullptr && isNew) {
-            pairing.arrived(s, counter, seen.at);
-        } else {
-            pairing.consider(s);
-        }
-        steady.check(s);
-        in.latest = s.slot;
-        if (s.window.hasGaps()) {
-            in.deadline = std::min(in.deadline, s.window.oldest().opened.time + demands.wait);
-        }
-        if (!s.named && s.frames >= Limits::successorFrames) {
-            succession.explain(s, seen.at.time);
-        }
-    }
-
     StreamFounder<Limits>& streamFounder() { return founder; }
+    Joiner<Limits>& frameJoiner() { return joiner; }
     Pairing<Limits>& pairs() { return pairing; }
     const Pairing<Limits>& pairs() const { return pairing; }
     StreamTable<Limits>& streams() { return table; }
@@ -175,116 +139,12 @@ public:
 private:
     /// One byte of run or none fits a frame as well as an answer.
     bool placesOnlyAsAnswer(const Reading& direct, const Reading& answer) {
-        return placeOf(direct, keyOf(direct, SR_DIRECT), false).stream == nullptr &&
-               placeOf(answer, keyOf(answer, SR_ANSWER), false).stream != nullptr;
+        return placeOf(table, direct, keyOf(direct, SR_DIRECT), false).stream == nullptr &&
+               placeOf(table, answer, keyOf(answer, SR_ANSWER), false).stream != nullptr;
     }
 
     static streamKey_t keyOf(const Reading& reading, streamRole_t role) {
         return {reading.raw().interface, role, reading.extended(), reading.length(), reading.tag()};
-    }
-
-    // --- sound frames -------------------------------------------------------------------------------------
-
-    /// Takes a sound frame into the stream that it continues, repeats or completes; false: none is near.
-    bool accept(interface_type& in, const streamKey_t& key, std::uint32_t counter, const sighting_t& seen) {
-        stream_t* best = nullptr;
-        std::uint32_t least = UINT32_MAX;
-        for (stream_t* s = table.first(key); s != nullptr; s = table.after(*s)) {
-            if (!(s->key == key)) {
-                continue;
-            }
-            if (s->leftOut > 0) {
-                leftOut.passOver(*s, counter, seen.at);
-            }
-            const std::uint32_t cost = costOf(*s, counter);
-            if (cost < least || (cost == 0 && least == 0 && isLikelier(*s, *best))) {
-                best = s;
-                least = cost;
-            }
-        }
-        if (least > 0 && !demands.ids.empty()) {
-            stream_t* const demanded =
-                founder.addDemandedNear(key, counter, std::min(least, Limits::near), seen.at);
-            best = demanded != nullptr ? demanded : best;
-        }
-        if (best == nullptr) {
-            return false;
-        }
-        if (least > 0) {
-            markAmbiguous(key);
-        }
-        if (best->child != nullptr && ahead(counter, best->window.next()) >= 0) {
-            succession.fold(*best->child);
-            return accept(in, key, counter, seen);
-        }
-        if (best->has(counter)) {
-            repeat(in, *best, counter, seen);
-        } else {
-            join(in, *best, counter, seen);
-        }
-        return true;
-    }
-
-    /// Two streams expect the same frame. A child that did not begin as a sender does only repeats its
-    /// parent.
-    static bool isLikelier(const stream_t& s, const stream_t& than) {
-        if (s.parent == &than) {
-            return s.beganLike(than);
-        }
-        if (than.parent == &s) {
-            return !than.beganLike(s);
-        }
-        return s.last.number > than.last.number;
-    }
-
-    void markAmbiguous(const streamKey_t& key) {
-        stream_t* one = nullptr;
-        for (stream_t* s = table.first(key); s != nullptr; s = table.after(*s)) {
-            if (!(s->key == key) || !s->named) {
-                continue;
-            }
-            if (one != nullptr && apart(s->window.next(), one->window.next()) < Limits::window) {
-                s->ambiguous = one->ambiguous = true;
-            }
-            one = s;
-        }
-    }
-
-    void repeat(interface_type& in, stream_t& s, std::uint32_t counter, const sighting_t& seen) {
-        if (s.streak > 0 && counter != s.repeats[s.streak - 1].counter + 1) {
-            booking.tellRepeats(s);
-        }
-        booking.keepRepeat(s, counter, seen);
-        s.steady = false;
-        in.deadline = std::min(in.deadline, s.repeats[0].at.time + demands.wait);
-        if (s.streak == Limits::chain) {
-            goBack(in, s);
-        }
-    }
-
-    /// As many repeats in a row as found a stream: the counter went back.
-    void goBack(interface_type& in, stream_t& s) {
-        const streamKey_t key = s.key;
-        const auto frames = s.repeats;
-        s.streak = 0;
-        s.frames -= Limits::chain;
-        if (!s.named || table.full()) {
-            succession.explainAll(); // the stream may be another one now
-        }
-        stream_t* const parent = streamThatHas(key, frames[0].counter);
-        if (parent != nullptr && parent->child != nullptr) {
-            succession.fold(*parent->child);
-        }
-        stream_t* const child = founder.addBorn(key, frames[0].counter, parent, frames[0].at);
-        for (const repeat_t& r : frames) {
-            stream_t* const taker = child != nullptr ? child : parent;
-            if (taker != nullptr) {
-                booking.take(*taker, r.counter, {r.frame, r.at, in.clock.steps()});
-            }
-        }
-        if (child != nullptr) {
-            in.deadline = std::min(in.deadline, succession.due(*child));
-        }
     }
 
     // --- frames that no stream takes at once --------------------------------------------------------------
@@ -293,10 +153,10 @@ private:
                        const sighting_t& seen) {
         const streamKey_t key = keyOf(reading, role);
         if (!reading.clean()) {
-            const place_t<Limits> place = placeOf(reading, key, false);
+            const place_t<Limits> place = placeOf(table, reading, key, false);
             if (place.stream != nullptr && place.stream->key.length == key.length &&
                 place.stream->leftOut == 0) {
-                joinDamaged(in, place, reading, seen);
+                joiner.joinDamaged(in, place, reading, seen);
                 return;
             }
             if (place.stream != nullptr) {
@@ -310,24 +170,6 @@ private:
             foreign.count(seen.frame);
             reporter.frame(seen.frame, FT_FOREIGN);
         }
-    }
-
-    place_t<Limits> placeOf(const Reading& reading, const streamKey_t& key, bool late) {
-        Placing<Limits> placing(reading, key, late);
-        for (stream_t* const s : table.all()) {
-            placing.consider(*s);
-        }
-        return placing.best();
-    }
-
-    void joinDamaged(interface_type& in, const place_t<Limits>& place, const Reading& reading,
-                     const sighting_t& seen) {
-        sighting_t hurt = {seen.frame, seen.at, seen.clockSteps, &reading};
-        stream_t& s = *place.stream;
-        if (s.child != nullptr && ahead(place.counter, s.window.next()) >= 0) {
-            succession.fold(*s.child);
-        }
-        join(in, s, place.counter, hurt);
     }
 
     void hold(interface_type& in, const Reading& reading, const streamKey_t& key, const sighting_t& seen) {
@@ -387,7 +229,7 @@ private:
             const heldFrame_t& held = *chain[i];
             Reading reading(held.frame, held.role());
             reading.vote();
-            const place_t<Limits> place = placeOf(reading, held.key, true);
+            const place_t<Limits> place = placeOf(table, reading, held.key, true);
             if (place.stream == nullptr || place.distance == 0 ||
                 place.stream->last.number < held.at.number) {
                 return false;
@@ -396,19 +238,8 @@ private:
         return true;
     }
 
-    /// The stream of this key that has the counter, the one heard last of several; null when none has.
-    stream_t* streamThatHas(const streamKey_t& key, std::uint32_t counter) const {
-        stream_t* best = nullptr;
-        for (stream_t* s = table.first(key); s != nullptr; s = table.after(*s)) {
-            if (s->key == key && s->has(counter) && (best == nullptr || s->last.number > best->last.number)) {
-                best = s;
-            }
-        }
-        return best;
-    }
-
     stream_t* streamThatHasAll(const chain_t& chain) const {
-        stream_t* const s = streamThatHas(chain[0]->key, chain[0]->counter);
+        stream_t* const s = table.streamThatHas(chain[0]->key, chain[0]->counter);
         const auto has = [s](const heldFrame_t* held) { return s->has(held->counter); };
         return s != nullptr && std::all_of(chain.begin(), chain.end(), has) ? s : nullptr;
     }
@@ -438,7 +269,7 @@ private:
         s->fd = chain[0]->frame.fd; // its name says so
         if (!s->named) {
             succession.born(*s);
-            in.deadline = std::min(in.deadline, succession.due(*s));
+            in.lookBy(succession.due(*s));
         }
         rejudge(in, *s, counter);
     }
@@ -473,7 +304,7 @@ private:
         }
         Reading reading(held.frame, held.role());
         reading.vote();
-        const place_t<Limits> place = placeOf(reading, held.key, true);
+        const place_t<Limits> place = placeOf(table, reading, held.key, true);
         const bool below = place.stream == &s && counter - place.counter <= Limits::near;
         return below ? place.counter : counter;
     }
@@ -493,17 +324,17 @@ private:
         const sighting_t seen = {held.frame, held.at, held.clockSteps};
         Reading reading(held.frame, held.role());
         reading.vote();
-        if (reading.clean() && accept(in, held.key, held.counter, seen)) {
+        if (reading.clean() && acceptor.accept(in, held.key, held.counter, seen)) {
             in.held.decided(held);
             return;
         }
-        const place_t<Limits> place = placeOf(reading, held.key, true);
+        const place_t<Limits> place = placeOf(table, reading, held.key, true);
         const bool start = place.stream == &born && ahead(place.counter, counter) < 0 &&
                            ahead(place.counter, born.first) >= 0;
         if (place.stream != nullptr && place.distance > 0 && place.stream->key.length == held.key.length &&
             (start || !reading.clean())) {
             in.held.decided(held);
-            joinDamaged(in, place, reading, seen);
+            joiner.joinDamaged(in, place, reading, seen);
         }
     }
 
@@ -515,7 +346,7 @@ private:
         Reading reading(copy.frame, copy.role());
         reading.vote();
         const sighting_t seen = {copy.frame, copy.at, copy.clockSteps};
-        if (reading.clean() && accept(in, copy.key, copy.counter, seen)) {
+        if (reading.clean() && acceptor.accept(in, copy.key, copy.counter, seen)) {
             return;
         }
         if (reading.clean() && atEnd && acceptFar(in, copy, seen)) {
@@ -539,18 +370,18 @@ private:
             }
         }
         if (best != nullptr) {
-            join(in, *best, held.counter, seen);
+            joiner.join(in, *best, held.counter, seen);
         }
         return best != nullptr;
     }
 
     bool decideDamaged(interface_type& in, const heldFrame_t& held, const Reading& reading,
                        const sighting_t& seen) {
-        const place_t<Limits> place = placeOf(reading, held.key, true);
+        const place_t<Limits> place = placeOf(table, reading, held.key, true);
         if (place.stream == nullptr || place.distance == 0) {
             return false;
         }
-        joinDamaged(in, place, reading, seen);
+        joiner.joinDamaged(in, place, reading, seen);
         return true;
     }
 
@@ -563,7 +394,7 @@ private:
             }
         }
         if (known != nullptr && known->has(held.counter)) {
-            join(in, *known, held.counter, seen);
+            joiner.join(in, *known, held.counter, seen);
             return true;
         }
         if (known != nullptr) {
@@ -574,7 +405,7 @@ private:
         const bool alone = atEnd && reading.runLength() >= 4;
         stream_t* const s = alone ? founder.addBorn(held.key, held.counter, nullptr, held.at) : nullptr;
         if (s != nullptr) {
-            join(in, *s, held.counter, seen);
+            joiner.join(in, *s, held.counter, seen);
         }
         return s != nullptr;
     }
@@ -617,7 +448,7 @@ private:
                 if (now >= due) {
                     return s;
                 }
-                in.deadline = std::min(in.deadline, due);
+                in.lookBy(due);
             }
         }
         return nullptr;
@@ -629,34 +460,13 @@ private:
         }
         while (s.window.hasGaps() &&
                (s.window.oldest().missing == 0 || now - s.window.oldest().opened.time >= demands.wait)) {
-            giveUp(in, s);
+            joiner.giveUpOldest(in, s);
         }
         if (s.window.hasGaps()) {
-            in.deadline = std::min(in.deadline, s.window.oldest().opened.time + demands.wait);
+            in.lookBy(s.window.oldest().opened.time + demands.wait);
         }
         if (s.streak > 0) {
-            in.deadline = std::min(in.deadline, s.repeats[0].at.time + demands.wait);
-        }
-    }
-
-    /// The oldest gap of a stream is given up, but for the frames that are held.
-    void giveUp(interface_type& in, stream_t& s) {
-        for (auto place = in.held.firstPlace(); place != in.held.endPlace(); ++place) {
-            heldFrame_t& held = in.held[place];
-            if (held.waiting && s.window.oldest().missing > 0) {
-                takeIntoOldest(in, s, held);
-            }
-        }
-        losses.giveUpOldest(s);
-    }
-
-    void takeIntoOldest(interface_type& in, stream_t& s, heldFrame_t& held) {
-        Reading reading(held.frame, held.role());
-        reading.vote();
-        const place_t<Limits> place = placeOf(reading, held.key, true);
-        if (place.stream == &s && place.distance > 0 && s.window.oldest().holds(place.counter)) {
-            in.held.decided(held);
-            booking.take(s, place.counter, {held.frame, held.at, held.clockSteps, &reading});
+            in.lookBy(s.repeats[0].at.time + demands.wait);
         }
     }
 
@@ -672,6 +482,8 @@ private:
     LeftOut<Limits> leftOut;
     SteadyStreams<Limits> steady;
     StreamFounder<Limits> founder;
+    Joiner<Limits> joiner;
+    Acceptor<Limits> acceptor;
     std::uint64_t further = 0;
     bool patternLike = false;
 };

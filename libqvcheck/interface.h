@@ -3,6 +3,7 @@
 #include "libqvcheck/heldframes.h"
 #include "libqvcheck/stampclock.h"
 
+#include <algorithm>
 #include <cstdint>
 
 /// One interface of a run.
@@ -11,6 +12,9 @@ struct interface_t {
     interface_t(std::uint8_t _index, std::int64_t stamp, std::int64_t time)
         : index(_index),
           clock(stamp, time) {}
+
+    /// A stream of the interface needs a look at `time`.
+    void lookBy(std::int64_t time) { deadline = std::min(deadline, time); }
 
     std::uint8_t index;
     StampClock clock;

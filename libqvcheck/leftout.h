@@ -14,7 +14,7 @@ public:
     using stream_t = Stream<Limits>;
 
     /// All outlive it.
-    LeftOut(StreamTable<Limits>& _table, Booking<Limits>& _booking, Losses<Limits>& _losses)
+    LeftOut(const StreamTable<Limits>& _table, Booking<Limits>& _booking, Losses<Limits>& _losses)
         : table(_table),
           booking(_booking),
           losses(_losses) {}
@@ -63,7 +63,7 @@ private:
         s.silenceTold = true;
     }
 
-    StreamTable<Limits>& table;
+    const StreamTable<Limits>& table;
     Booking<Limits>& booking;
     Losses<Limits>& losses;
 };

@@ -116,3 +116,14 @@ private:
     unsigned most;
     place_t<Limits> found;
 };
+
+/// Tries all streams; `Placing` says how.
+template<typename Limits>
+place_t<Limits> placeOf(const StreamTable<Limits>& table, const Reading& reading, const streamKey_t& key,
+                        bool late) {
+    Placing<Limits> placing(reading, key, late);
+    for (Stream<Limits>* const s : table.all()) {
+        placing.consider(*s);
+    }
+    return placing.best();
+}

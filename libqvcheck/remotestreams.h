@@ -1,6 +1,6 @@
 #pragma once
 
-#include "libqvcheck/demultiplexer.h"
+#include "libqvcheck/acceptor.h"
 
 #include <array>
 
@@ -12,11 +12,14 @@ public:
     using stream_t = Stream<Limits>;
     using interface_type = interface_t<Limits>;
 
-    RemoteStreams(const demands_t& _demands, Reporter& _reporter, Demultiplexer<Limits>& _demultiplexer)
+    /// All outlive it.
+    RemoteStreams(const demands_t& _demands, Reporter& _reporter, const StreamTable<Limits>& _table,
+                  StreamFounder<Limits>& _founder, Joiner<Limits>& _joiner)
         : demands(_demands),
           reporter(_reporter),
-          demultiplexer(_demultiplexer),
-          founder(_demultiplexer.streamFounder()) {}
+          table(_table),
+          founder(_founder),
+          joiner(_joiner) {}
 
     void judge(interface_type& in, const receivedFrame_t& frame, const arrivalTime_t& at) {
         const bool extended = (frame.canId & CAN_EFF_FLAG) != 0;
@@ -59,12 +62,12 @@ private:
         stream_t* best = nullptr;
         std::uint32_t counter = 0;
         std::uint32_t least = UINT32_MAX;
-        for (stream_t* s = streams().first(key); s != nullptr; s = streams().after(*s)) {
+        for (stream_t* s = table.first(key); s != nullptr; s = table.after(*s)) {
             for (const std::uint32_t value : {id, id == 1 ? 0U : id}) { // 1 stands for 0, too
                 const std::uint32_t place = s->nearest(value, s->idValues());
                 const bool mine = s->key == key && ahead(place, s->window.next()) >=
                                                        -static_cast<std::int32_t>(Limits::remoteWindow);
-                const std::uint32_t cost = mine ? demultiplexer.costOf(*s, place) : UINT32_MAX;
+                const std::uint32_t cost = mine ? Acceptor<Limits>::costOf(*s, place) : UINT32_MAX;
                 if (cost < least) {
                     best = s;
                     counter = place;
@@ -73,7 +76,7 @@ private:
             }
         }
         if (best != nullptr) {
-            demultiplexer.join(in, *best, counter, seen);
+            joiner.join(in, *best, counter, seen);
         }
         return best != nullptr;
     }
@@ -88,7 +91,7 @@ private:
             if (fits && ahead < Limits::near && !founder.isBorn(key, i)) {
                 stream_t* const s = founder.addDemanded(key, start, i, seen.at);
                 if (s != nullptr) {
-                    demultiplexer.join(in, *s, start + ahead, seen);
+                    joiner.join(in, *s, start + ahead, seen);
                 }
                 return s != nullptr;
             }
@@ -121,9 +124,9 @@ private:
             release(founding);
             return;
         }
-        in.deadline = std::min(in.deadline, s->born.time);
+        in.lookBy(s->born.time);
         for (std::uint32_t i = 0; i < founding.count; ++i) {
-            demultiplexer.join(in, *s, first + i, {founding.frames[i], founding.times[i], in.clock.steps()});
+            joiner.join(in, *s, first + i, {founding.frames[i], founding.times[i], in.clock.steps()});
         }
         founding.count = 0;
     }
@@ -131,7 +134,7 @@ private:
     /// Counts on where another stream of the interface fell silent, as far as the identifiers reach.
     std::uint32_t placeOfFirst(const founding_t& founding, std::uint32_t id) const {
         const stream_t* latest = nullptr;
-        for (stream_t* s = streams().first(founding.key); s != nullptr; s = streams().after(*s)) {
+        for (stream_t* s = table.first(founding.key); s != nullptr; s = table.after(*s)) {
             if (s->key == founding.key && (latest == nullptr || s->last.number > latest->last.number)) {
                 latest = s;
             }
@@ -148,14 +151,13 @@ private:
         founding.count = 0;
     }
 
-    StreamTable<Limits>& streams() const { return demultiplexer.streams(); }
-
     static constexpr std::size_t interfaces = 8; ///< that may found a stream at the same time
 
     const demands_t& demands;
     Reporter& reporter;
-    Demultiplexer<Limits>& demultiplexer;
+    const StreamTable<Limits>& table;
     StreamFounder<Limits>& founder;
+    Joiner<Limits>& joiner;
     std::uint64_t others = 0;
     std::array<founding_t, 2 * interfaces> foundings = {};
 };

@@ -14,7 +14,7 @@ public:
     using stream_t = Stream<Limits>;
 
     /// All outlive it.
-    SteadyStreams(const demands_t& _demands, Reporter& _reporter, StreamTable<Limits>& _table,
+    SteadyStreams(const demands_t& _demands, Reporter& _reporter, const StreamTable<Limits>& _table,
                   Pairing<Limits>& _pairing)
         : reporter(_reporter),
           table(_table),
@@ -98,7 +98,7 @@ private:
     }
 
     Reporter& reporter;
-    StreamTable<Limits>& table;
+    const StreamTable<Limits>& table;
     Pairing<Limits>& pairing;
     StreamDemands<Limits> streamDemands;
 };

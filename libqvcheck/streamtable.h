@@ -2,6 +2,7 @@
 
 #include "libqvcheck/stream.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -32,6 +33,17 @@ public:
     stream_t* only(const streamKey_t& key) const {
         stream_t* const s = at(heads[listOf(key)]);
         return s != nullptr && s->next == none && s->key == key ? s : nullptr;
+    }
+
+    /// The stream of this key that has the counter, the one heard last of several; null when none has.
+    stream_t* streamThatHas(const streamKey_t& key, std::uint32_t counter) const {
+        stream_t* best = nullptr;
+        for (stream_t* s = first(key); s != nullptr; s = after(*s)) {
+            if (s->key == key && s->has(counter) && (best == nullptr || s->last.number > best->last.number)) {
+                best = s;
+            }
+        }
+        return best;
     }
 
     /// All streams in the order of their birth.
