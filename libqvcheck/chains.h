@@ -1,0 +1,180 @@
+#pragma once
+
+#include "libqvcheck/heldverdicts.h"
+
+#include <algorithm>
+#include <array>
+
+/// Says what a chain of held frames is that go on from each other: damage, a repeated block, or the beginning
+/// of a stream, which then takes what is held of it. Owns nothing. Used by one thread.
+template<typename Limits>
+class Chains {
+public:
+    using stream_t = Stream<Limits>;
+    using interface_type = interface_t<Limits>;
+
+    /// All outlive it.
+    Chains(const StreamTable<Limits>& _table, Losses<Limits>& _losses, Succession<Limits>& _succession,
+           StreamFounder<Limits>& _founder, Joiner<Limits>& _joiner, Acceptor<Limits>& _acceptor,
+           HeldVerdicts<Limits>& _verdicts)
+        : table(_table),
+          losses(_losses),
+          succession(_succession),
+          founder(_founder),
+          joiner(_joiner),
+          acceptor(_acceptor),
+          verdicts(_verdicts) {}
+
+    /// The newest held frame completes a chain.
+    void establish(interface_type& in, heldFrame_t& newest) {
+        chain_t chain{};
+        heldFrame_t* member = &newest;
+        for (auto place = chain.rbegin(); place != chain.rend(); ++place) {
+            *place = member;
+            member = in.held.before(*member);
+        }
+        if (explainedByDamage(chain)) {
+            for (std::uint32_t i = 0; i + 1 < Limits::chain; ++i) {
+                verdicts.decide(in, *chain[i]);
+            }
+            newest.chain = 1;
+            return;
+        }
+        const stream_t* const repeated = streamThatHasAll(chain);
+        if (repeated != nullptr && repeated->lastRecord.number > chain[0]->at.number) {
+            for (heldFrame_t* const held : chain) {
+                verdicts.decide(in, *held);
+            }
+            return;
+        }
+        birth(in, chain);
+    }
+
+private:
+    using chain_t = std::array<heldFrame_t*, Limits::chain>;
+
+    bool explainedByDamage(const chain_t& chain) const {
+        for (std::uint32_t i = 0; i + 1 < Limits::chain; ++i) {
+            const heldFrame_t& held = *chain[i];
+            Reading reading(held.frame, held.role());
+            reading.vote();
+            const place_t<Limits> place = placeOf(table, reading, held.key, true);
+            if (place.stream == nullptr || place.distance == 0 ||
+                place.stream->last.number < held.at.number) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    stream_t* streamThatHasAll(const chain_t& chain) const {
+        stream_t* const s = table.streamThatHas(chain[0]->key, chain[0]->counter);
+        const auto has = [s](const heldFrame_t* held) { return s->has(held->counter); };
+        return s != nullptr && std::all_of(chain.begin(), chain.end(), has) ? s : nullptr;
+    }
+
+    void birth(interface_type& in, const chain_t& chain) {
+        const arrivalTime_t at = chain[0]->at;
+        const std::uint32_t counter = chain[0]->counter;
+        stream_t* const s = add(chain);
+        if (s == nullptr) {
+            for (heldFrame_t* const held : chain) {
+                verdicts.tellFurther(in, *held);
+            }
+            return;
+        }
+        findStart(in, *s, counter, at.number);
+        s->fd = chain[0]->frame.fd; // its name says so
+        if (!s->named) {
+            succession.born(*s);
+            in.lookBy(succession.due(*s));
+        }
+        rejudge(in, *s, counter);
+    }
+
+    /// The stream that a chain founds, a demanded one if it may be; null when there is no room.
+    stream_t* add(const chain_t& chain) {
+        const heldFrame_t& first = *chain[0];
+        if (table.full()) {
+            succession.explainAll();
+        }
+        stream_t* const parent = streamThatHasAll(chain);
+        if (parent != nullptr && parent->child != nullptr) {
+            succession.fold(*parent->child);
+        }
+        stream_t* const s = founder.addDemandedNear(first.key, first.counter, INT32_MAX, first.at);
+        return s != nullptr ? s : founder.addUnnamed(first.key, first.counter, parent, first.at);
+    }
+
+    /// The stream begins at the lowest of the held frames from before its chain that belong to it.
+    void findStart(interface_type& in, stream_t& s, std::uint32_t counter, std::uint64_t begin) {
+        s.window.restartAt(counter);
+        std::uint32_t lowest = counter;
+        for (auto place = in.held.firstPlace(); place != in.held.endPlace(); ++place) {
+            const heldFrame_t& held = in.held[place];
+            if (held.waiting && held.at.number < begin && held.key.sameClass(s.key)) {
+                lowest = std::min(lowest, startOf(held, s, counter), [counter](auto a, auto b) {
+                    return counter - a > counter - b; // the lower one is further below
+                });
+            }
+        }
+        if (!s.startDemanded) {
+            s.first = lowest;
+        } else if (lowest - s.first >= Limits::near) {
+            losses.loseStart(s, lowest, s.born);
+            return;
+        } else {
+            lowest = s.first;
+        }
+        s.window.restartAt(lowest);
+    }
+
+    /// The counter of a held frame that belongs to the start of a stream; else the one the stream began with.
+    std::uint32_t startOf(const heldFrame_t& held, const stream_t& s, std::uint32_t counter) const {
+        if (s.startsHere(counter)) {
+            return counter;
+        }
+        Reading reading(held.frame, held.role());
+        reading.vote();
+        const place_t<Limits> place = placeOf(table, reading, held.key, true);
+        const bool below = place.stream == &s && counter - place.counter <= Limits::near;
+        return below ? place.counter : counter;
+    }
+
+    /// Held frames of the class find their place in the new stream.
+    void rejudge(interface_type& in, stream_t& born, std::uint32_t counter) {
+        const streamKey_t key = born.key;
+        for (auto place = in.held.firstPlace(); place != in.held.endPlace(); ++place) {
+            heldFrame_t& held = in.held[place];
+            if (held.waiting && held.key.sameClass(key)) {
+                rejudge(in, held, born, counter);
+            }
+        }
+    }
+
+    void rejudge(interface_type& in, heldFrame_t& held, const stream_t& born, std::uint32_t counter) {
+        const sighting_t seen = {held.frame, held.at, held.clockSteps};
+        Reading reading(held.frame, held.role());
+        reading.vote();
+        if (reading.clean() && acceptor.accept(in, held.key, held.counter, seen)) {
+            in.held.decided(held);
+            return;
+        }
+        const place_t<Limits> place = placeOf(table, reading, held.key, true);
+        const bool start = place.stream == &born && ahead(place.counter, counter) < 0 &&
+                           ahead(place.counter, born.first) >= 0;
+        if (place.stream != nullptr && place.distance > 0 && place.stream->key.length == held.key.length &&
+            (start || !reading.clean())) {
+            in.held.decided(held);
+            joiner.joinDamaged(in, place, reading, seen);
+        }
+    }
+
+    const StreamTable<Limits>& table;
+    Losses<Limits>& losses;
+    Succession<Limits>& succession;
+    StreamFounder<Limits>& founder;
+    Joiner<Limits>& joiner;
+    Acceptor<Limits>& acceptor;
+    HeldVerdicts<Limits>& verdicts;
+};
