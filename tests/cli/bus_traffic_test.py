@@ -7,9 +7,10 @@ import re
 import pytest
 
 from pattern_sender_test import dump
+from qv.frame import EFF, RTR
 from qv.program import Result
 from qv.record import Record, untimed
-from qv.traffic import answer, EFF, pattern, RTR
+from qv.traffic import answer, pattern
 
 pytest_plugins = "qv.userbus"
 

@@ -7,10 +7,11 @@ import time
 
 import pytest
 
+from qv.frame import EFF, RTR
 from qv.model import number
 from qv.program import Result, run
 from qv.record import time_of_day, unpack, untimed
-from qv.traffic import EFF, pattern, RTR
+from qv.traffic import pattern
 from qv.vectors import NUMBERS
 
 DAY = 86400 * 1000000

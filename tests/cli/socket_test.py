@@ -9,9 +9,10 @@ import socket
 
 import pytest
 
+from qv.frame import EFF, RTR
 from qv.program import Result
 from qv.record import EXTENDED, Record
-from qv.traffic import answer, can_frame, EFF, pattern, RTR
+from qv.traffic import answer, can_frame, pattern
 
 READING = "nothing to send, just reading ...\n"
 ENABLED = "enabled CAN_RAW_FD_FRAMES\n"

@@ -2,11 +2,9 @@
 
 from dataclasses import dataclass, field
 
+from qv.frame import answered, EFF_MASK, payload, SFF_MASK
+
 START = 1700000000  # of the first frame, seconds
-
-
-def identifier(counter, extended=False):
-    return (counter & (0x1FFFFFFF if extended else 0x7FF)) or 1
 
 
 @dataclass
@@ -20,13 +18,17 @@ class Frame:
     time: int = 0
     interface: str = "can1"
     flags: int = 1
+    period: int = 0  # the sender's -e
     can_id: int = field(init=False)
     data: bytearray = field(init=False)
 
     def __post_init__(self):
-        counter = (self.start + self.k) & 0xFFFFFFFF
-        self.can_id = identifier(counter, self.extended)
-        self.data = bytearray(counter.to_bytes(4, "big") + bytes((i + self.k) & 0xFF for i in range(self.length - 4)))
+        self.can_id = (self.start + self.k) & self.mask or 1
+        self.data = bytearray(payload(self.start, self.k, self.length, self.period))
+
+    @property
+    def mask(self):
+        return EFF_MASK if self.extended else SFF_MASK
 
     def invert(self, index):
         self.data[index] ^= 0xFF
@@ -34,9 +36,8 @@ class Frame:
 
     def answer(self, delay=100):
         """The frame that a node in answer mode sends for it."""
-        self.can_id ^= 0x1FFFFFFF if self.extended else 0x7FF
-        for index in range(8 if self.length == 8 else 15):
-            self.data[index] ^= 0xFF
+        self.can_id ^= self.mask
+        self.data = bytearray(answered(self.data))
         self.time += delay
         return self
 
@@ -51,10 +52,7 @@ class Frame:
 def sent(n, *, start=1, fd=False, extended=False, period=0, gap=2000, interface="can1"):
     """The n frames of a sender with -e `period`."""
     for k in range(n):
-        frame = Frame(k, start, 64 if fd else 8, extended, k * gap, interface)
-        if period and (k + 1) % period == 0:
-            frame.invert(((k + 1) // period - 1) % (15 if fd else 8))
-        yield frame
+        yield Frame(k, start, 64 if fd else 8, extended, k * gap, interface, period=period)
 
 
 def log_of(frames):

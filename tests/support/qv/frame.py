@@ -73,6 +73,20 @@ def length_code(length):
     return length if length <= 8 else [8, 12, 16, 20, 24, 32, 48, 64].index(length) + 8
 
 
+def payload(first, k, length, error_every=0):
+    """Of frame k of a pattern sender that counts from first; each error_every-th has one byte inverted."""
+    data = bytearray(((first + k) % 2**32).to_bytes(4, "big") + bytes((i + k) % 256 for i in range(length - 4)))
+    if error_every and (k + 1) % error_every == 0:
+        data[((k + 1) // error_every - 1) % length_code(length)] ^= 0xFF
+    return bytes(data)
+
+
+def answered(data):
+    """The payload of an answer: the leading bytes complemented, the rest as it came."""
+    code = length_code(len(data))
+    return bytes(byte ^ 0xFF for byte in data[:code]) + data[code:]
+
+
 def pattern(can_id, count, *, fd=False, brs=False, error_every=0, start=0):
     """The frames start, start + 1, ... of a pattern sender that was given can_id."""
     mask = EFF_MASK if can_id & EFF else SFF_MASK
@@ -80,24 +94,18 @@ def pattern(can_id, count, *, fd=False, brs=False, error_every=0, start=0):
     length = 64 if fd else 8
     frames = []
     for k in range(start, start + count):
-        counter = (first + k) % 2**32
-        data = bytearray(counter.to_bytes(4, "big") + bytes((i + k) % 256 for i in range(length - 4)))
-        if error_every and (k + 1) % error_every == 0:
-            data[((k + 1) // error_every - 1) % length_code(length)] ^= 0xFF
-        sent_id = (counter & mask or 1) | (can_id & EFF)
+        sent_id = (first + k & mask or 1) | (can_id & EFF)
         if can_id & RTR:
             frames.append(Frame(sent_id | RTR, bytes(length) if fd else b"", fd, BRS if brs else 0, -1 if fd else length))
         else:
-            frames.append(Frame(sent_id, bytes(data), fd, BRS if brs else 0))
+            frames.append(Frame(sent_id, payload(first, k, length, error_every), fd, BRS if brs else 0))
     return frames
 
 
 def answer(frame, *, brs=False):
     """What an answering node on an FD bus makes of an FD frame: a data frame with its own BRS setting."""
     mask = EFF_MASK if frame.extended else SFF_MASK
-    code = length_code(len(frame.data))
-    data = bytes(byte ^ 0xFF for byte in frame.data[:code]) + frame.data[code:]
-    return Frame((~frame.number & mask) | (frame.can_id & EFF), data, True, BRS if brs else 0)
+    return Frame((~frame.number & mask) | (frame.can_id & EFF), answered(frame.data), True, BRS if brs else 0)
 
 
 def reflected(frame):
