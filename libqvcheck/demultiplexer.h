@@ -35,7 +35,7 @@ public:
           pairing(_demands, _reporter, table),
           succession(table, booking, losses, pairing, _reporter, _demands),
           leftOut(table, booking, losses),
-          steady(_demands, _reporter, table, pairing),
+          steady(_demands, _reporter),
           founder(_demands, table, succession),
           joiner(_demands, table, booking, losses, pairing, succession, steady),
           acceptor(_demands, table, booking, leftOut, succession, founder, joiner),
@@ -48,7 +48,11 @@ public:
     /// Nearly all frames: the one that a steady stream waits for, to the bit. False: `judge` has to look at
     /// it.
     bool takeNext(interface_type& in, const receivedFrame_t& frame, const arrivalTime_t& at) {
-        return steady.takeNext(in, frame, at);
+        stream_t* const s = steady.takeNext(table, in, frame, at);
+        if (s != nullptr && s->pair != nullptr) {
+            pairing.arrived(*s, s->window.next() - 1, s->last);
+        }
+        return s != nullptr;
     }
 
     /// A data frame of 4 bytes or more.

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "libqvcheck/interface.h"
-#include "libqvcheck/pairing.h"
 #include "libqvcheck/streamdemands.h"
+#include "libqvcheck/streamtable.h"
 
 #include <algorithm>
 
@@ -13,25 +13,21 @@ class SteadyStreams {
 public:
     using stream_t = Stream<Limits>;
 
-    /// All outlive it.
-    SteadyStreams(const demands_t& _demands, Reporter& _reporter, const StreamTable<Limits>& _table,
-                  Pairing<Limits>& _pairing)
+    /// Both outlive it.
+    SteadyStreams(const demands_t& _demands, Reporter& _reporter)
         : reporter(_reporter),
-          table(_table),
-          pairing(_pairing),
           streamDemands(_demands, _reporter) {}
 
-    /// Takes the next frame of a steady stream; false: it is none, `Booking` and more may be needed.
-    bool takeNext(interface_t<Limits>& in, const receivedFrame_t& frame, const arrivalTime_t& at) {
-        stream_t* const s = waitingFor(in, frame);
+    /// Takes the next frame of a steady stream, which is returned; null: it is none, and needs more. The
+    /// stream's pair is not told. The table is no member: that would cost each frame a load.
+    stream_t* takeNext(const StreamTable<Limits>& table, interface_t<Limits>& in,
+                       const receivedFrame_t& frame, const arrivalTime_t& at) {
+        stream_t* const s = waitingFor(table, in, frame);
         if (s == nullptr || s->window.pushesGapOut(s->window.next())) {
-            return false;
+            return nullptr;
         }
         book(*s, frame, at, in.clock.steps());
-        if (s->pair != nullptr) {
-            pairing.arrived(*s, s->window.next() - 1, s->last);
-        }
-        return true;
+        return s;
     }
 
     /// Decides whether the stream is steady, and up to which frame.
@@ -52,7 +48,8 @@ public:
 private:
     /// The steady stream that waits for just this frame; null when there is none or more than one. Of several
     /// streams that wait for the same frame the one heard last gets it.
-    stream_t* waitingFor(interface_t<Limits>& in, const receivedFrame_t& frame) const {
+    static stream_t* waitingFor(const StreamTable<Limits>& table, interface_t<Limits>& in,
+                                const receivedFrame_t& frame) {
         stream_t* const latest = table.at(in.latest);
         if (latest != nullptr && latest->isNext(frame)) {
             return latest->isSteady() ? latest : nullptr;
@@ -98,7 +95,5 @@ private:
     }
 
     Reporter& reporter;
-    const StreamTable<Limits>& table;
-    Pairing<Limits>& pairing;
     StreamDemands<Limits> streamDemands;
 };
