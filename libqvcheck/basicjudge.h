@@ -48,7 +48,7 @@ public:
                 demultiplexer.settle(*in, time);
             }
         }
-        demultiplexer.pairs().advanceAll(now);
+        demultiplexer.pairs().advance(now);
     }
 
     void finish() {
