@@ -249,7 +249,7 @@ def test_a_reordering_bus_lets_some_overtake_and_loses_none(bus, qvcan, candump,
     bus.become_clean(bus.near)
     frames = seen.all_frames()
     same_frames(sorted(frames, key=lambda frame: frame.number), pattern(1, 500))
-    assert sum(later.number < frame.number for frame, later in zip(frames, frames[1:])) >= 10
+    assert any(later.number < frame.number for frame, later in zip(frames, frames[1:]))
 
 
 def test_a_bus_that_flips_bits_flips_one_in_some_frames(bus, qvcan, candump):
