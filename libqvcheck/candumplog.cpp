@@ -1,6 +1,7 @@
 #include "libqvcheck/candumplog.h"
 
 #include "libqvcheck/frametext.h"
+#include "libqvutil/utility.h"
 
 #include <algorithm>
 #include <array>
@@ -11,8 +12,6 @@
 
 namespace {
 
-constexpr std::uint64_t nsPerSecond = 1000000000;
-constexpr std::size_t longestName = 128; // no interface's: IFNAMSIZ is 16, but other loggers name channels
 constexpr std::string_view dropLine = "DROPCOUNT: dropped ";
 constexpr std::string_view leftOutLine = "# left out ";
 
@@ -56,7 +55,7 @@ const char* readTime(const char* at, std::int64_t& time) {
     if (digits == 0 || digits >= scale.size() || *at != ')') {
         return nullptr;
     }
-    time = static_cast<std::int64_t>(seconds * nsPerSecond + fraction * scale[digits]);
+    time = static_cast<std::int64_t>(seconds * std::uint64_t{nsPerSecond} + fraction * scale[digits]);
     return at + 1;
 }
 
@@ -115,7 +114,7 @@ const char* CandumpLog::readInterface(const char* at, const char* end, std::uint
         at = begin + known;
     } else {
         at = std::find_if(begin, end, isBlank);
-        if (begin == at || at == end || static_cast<std::size_t>(at - begin) > longestName) {
+        if (begin == at || at == end || static_cast<std::size_t>(at - begin) > LONGEST_NAME) {
             return nullptr;
         }
         lastName.assign(begin, at);
@@ -138,7 +137,7 @@ void CandumpLog::readComment(const inputLine_t& line) {
                                                                : std::min<std::uint64_t>(number, UINT32_MAX));
     const std::size_t quote = text.find('\'');
     const std::size_t length = quote == std::string_view::npos ? quote : text.substr(quote + 1).find('\'');
-    if (length == std::string_view::npos || length == 0 || length > longestName) {
+    if (length == std::string_view::npos || length == 0 || length > LONGEST_NAME) {
         return;
     }
     const std::string_view name = text.substr(quote + 1, length);

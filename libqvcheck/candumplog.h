@@ -2,6 +2,7 @@
 
 #include "libqvcheck/recordingformat.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -12,6 +13,9 @@
 /// other line that does not begin with `(` is a comment.
 class CandumpLog : public RecordingFormat {
 public:
+    /// More than any interface has (IFNAMSIZ is 16): other loggers name channels.
+    static constexpr std::size_t LONGEST_NAME = 128;
+
     using RecordingFormat::RecordingFormat;
 
     std::size_t read(receivedFrame_t* frames, std::size_t n) override;

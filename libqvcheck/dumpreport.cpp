@@ -1,5 +1,6 @@
 #include "libqvcheck/dumpreport.h"
 
+#include "libqvcheck/candumplog.h"
 #include "libqvcheck/cansocket.h"
 #include "libqvcheck/findingtext.h"
 #include "libqvcheck/frametext.h"
@@ -13,11 +14,9 @@ namespace {
 /// Beyond the wait: what the judge takes to see that a stream began anew.
 constexpr std::int64_t reserve = 2000000000;
 
-constexpr std::size_t longestName = 128;
-
 /// A device file's name may have characters that end a name in a log.
 std::string logName(const std::string& name) {
-    std::string text = name.substr(0, longestName);
+    std::string text = name.substr(0, CandumpLog::LONGEST_NAME);
     std::replace_if(
         text.begin(), text.end(),
         [](char c) { return static_cast<unsigned char>(c) <= ' ' || c == '\x7F' || c == '\''; }, '_');

@@ -1,6 +1,7 @@
 #include "libqvcheck/familytext.h"
 
 #include "libqvcheck/frametext.h"
+#include "libqvutil/utility.h"
 
 #include <algorithm>
 #include <functional>
@@ -8,7 +9,6 @@
 
 namespace {
 
-constexpr std::int64_t nsPerSecond = 1000000000;
 constexpr std::int64_t nsPerDay = 86400 * nsPerSecond;
 constexpr std::string_view timeForm = "00:00:00.000000"; // 0 stands for any digit
 constexpr std::string_view channelMark = " ch";

@@ -1,12 +1,11 @@
 #include "libqvcheck/numbertext.h"
 
 #include "libqvutil/hex.h"
+#include "libqvutil/utility.h"
 
 #include <linux/can.h>
 
 namespace {
-
-constexpr std::uint64_t nsPerSecond = 1000000000;
 
 /// `value` in units of 10^-`digits`, with a point.
 std::string withPoint(std::uint64_t value, unsigned int digits) {

@@ -1,11 +1,11 @@
 #include "libqvcheck/report.h"
 
 #include "libqvcheck/numbertext.h"
+#include "libqvutil/utility.h"
 
 #include <ctime>
 
 std::string dateText(std::int64_t stamp, char separator) {
-    constexpr std::int64_t nsPerSecond = 1000000000;
     constexpr std::int64_t year = 366 * std::int64_t{86400} * nsPerSecond;
     if (stamp < year) {
         return {};

@@ -1,6 +1,7 @@
 #include "libqvcheck/socketsource.h"
 
 #include "libqvcheck/cansocket.h"
+#include "libqvutil/utility.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -11,8 +12,6 @@
 #include <unistd.h>
 
 namespace {
-
-constexpr std::int64_t nsPerSecond = 1000000000;
 
 /// The kernel's struct __kernel_timespec: 64 bits each, whatever the width of the machine.
 struct stamp_t {

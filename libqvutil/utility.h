@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <ctime>
 
+constexpr std::int64_t nsPerSecond = 1000000000;
+
 /// The system's text for an error number. The only place that turns one into text.
 const char* errorText(int errnum);
 

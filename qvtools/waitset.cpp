@@ -83,7 +83,6 @@ const WaitSet::tags_t& WaitSet::wait(std::int64_t moment) {
 
 /// A moment that has moved on does not set the timer anew each time: one wake-up too many costs less.
 void WaitSet::arm(std::int64_t moment) {
-    constexpr std::int64_t nsPerSecond = 1000000000;
     itimerspec setting{};
     if (moment != NEVER) {
         const std::int64_t at = std::max<std::int64_t>(moment, 1); // 0 would stop it
