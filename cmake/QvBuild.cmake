@@ -7,7 +7,7 @@ endif()
 
 if(QV_SANITIZE)
   list(JOIN QV_SANITIZE "," sanitizers)
-  add_compile_options(-O1 -fsanitize=${sanitizers} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_compile_options(-O1 -g1 -fsanitize=${sanitizers} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${sanitizers})
 endif()
 

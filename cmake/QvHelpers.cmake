@@ -1,12 +1,18 @@
 # Helpers for the lists of the folders. Warnings belong to our own targets, so that code of others built along is left alone.
 
+# Where reading the headers takes longer than what is asked of the compiler, the files of a library are compiled in one go.
+if(QV_SANITIZE OR QV_TIDY)
+  set(QV_LIBRARIES_TOGETHER ON)
+endif()
+
 add_library(qv_flags INTERFACE)
 target_include_directories(qv_flags INTERFACE ${PROJECT_SOURCE_DIR})
 # 64-bit file offsets and times: on 32-bit ARM, glibc's defaults end in 2038.
 target_compile_definitions(qv_flags INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64 $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
 target_compile_options(qv_flags INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor
+  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor
   -Woverloaded-virtual -Wcast-qual -Wformat=2 -Wundef
+  $<$<NOT:$<BOOL:${QV_LIBRARIES_TOGETHER}>>:-Wshadow> # together, files see names that others keep to themselves
   $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wthread-safety-beta>)
 target_link_libraries(qv_flags INTERFACE Threads::Threads)
 
@@ -31,13 +37,17 @@ function(qv_tidy name)
   endif()
 endfunction()
 
-# A board pays for a program's size, so only the files that every frame passes through, which qv_fast() names, are compiled for speed.
+# A board pays for a program's size, so only the files that every frame passes through, which qv_fast(LEVEL file...) names, are compiled for
+# speed.
 function(qv_small name)
   target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-Os>)
 endfunction()
 
-function(qv_fast)
-  set_property(SOURCE ${ARGV} APPEND PROPERTY COMPILE_OPTIONS $<$<CONFIG:Release>:-O3>)
+function(qv_fast level)
+  if(QV_LIBRARIES_TOGETHER)
+    return() # a file with options of its own is compiled by itself
+  endif()
+  set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_OPTIONS $<$<CONFIG:Release>:${level}>)
 endfunction()
 
 # qv_library(NAME SOURCES file... [LINK library...]): one folder, one static library.
@@ -47,6 +57,10 @@ function(qv_library name)
   target_link_libraries(${name} PUBLIC qv_flags ${arg_LINK})
   qv_small(${name})
   qv_tidy(${name})
+  if(QV_LIBRARIES_TOGETHER)
+    set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 12
+      UNITY_BUILD_CODE_BEFORE_INCLUDE "// NOLINTNEXTLINE(bugprone-suspicious-include)")
+  endif()
 endfunction()
 
 # qv_program(NAME SOURCES file... LINK library...): an installed program.
