@@ -2,10 +2,10 @@
 
 #include "libqvio/logutil.h"
 #include "qvtools/candevice.h"
+#include "tests/fakes/pieces.h"
 
 #include <mutex>
 #include <ostream>
-#include <streambuf>
 #include <string>
 #include <thread>
 #include <vector>
@@ -30,37 +30,18 @@ struct locks_t {
     }
 };
 
-/// Takes what is written to a stream while it lives: each insertion as a piece of its own, and who was locked
-/// then.
-class LockProbe : private std::streambuf {
+/// Pieces, and who was locked at each.
+class LockProbe : private Pieces {
 public:
     struct piece_t {
         std::string text;
         locks_t locks;
     };
 
-    explicit LockProbe(std::ostream& _stream) : stream(_stream), original(_stream.rdbuf(this)) {}
-    ~LockProbe() override { stream.rdbuf(original); }
-    LockProbe(const LockProbe&) = delete;
-    LockProbe& operator=(const LockProbe&) = delete;
+    explicit LockProbe(std::ostream& _stream) : Pieces(_stream) {
+        onPiece = [this] { pieces.push_back({all.back(), locks_t::now()}); };
+    }
 
     std::vector<piece_t> pieces;
-    std::size_t flushes = 0;
-
-private:
-    std::streamsize xsputn(const char* text, std::streamsize n) override {
-        pieces.push_back({std::string(text, static_cast<std::size_t>(n)), locks_t::now()});
-        return n;
-    }
-    int_type overflow(int_type c) override {
-        pieces.push_back({std::string(1, traits_type::to_char_type(c)), locks_t::now()});
-        return c;
-    }
-    int sync() override {
-        ++flushes;
-        return 0;
-    }
-
-    std::ostream& stream;
-    std::streambuf* original;
+    using Pieces::flushes;
 };

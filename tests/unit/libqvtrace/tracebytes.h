@@ -2,6 +2,7 @@
 
 #include "libqvtrace/canexttracemessage.h"
 #include "libqvtrace/messagebase.h"
+#include "tests/fakes/hexadecimal.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -16,14 +17,7 @@
 
 /// "a7 5e 01": a comparison that fails shows what differs.
 inline std::string hexOf(const byteVec_t& bytes) {
-    const char* const digits = "0123456789abcdef";
-    std::string text;
-    for (const std::uint8_t byte : bytes) {
-        text += text.empty() ? "" : " ";
-        text += digits[byte >> 4U];
-        text += digits[byte & 15U];
-    }
-    return text;
+    return hexadecimal(bytes.data(), bytes.size(), 1);
 }
 
 /// The bytes of "a7 5e 01".

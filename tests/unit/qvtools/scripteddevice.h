@@ -2,6 +2,7 @@
 
 #include "tests/fakes/candevicetestaccess.h"
 #include "tests/fakes/fakesystem.h"
+#include "tests/fakes/hexadecimal.h"
 
 #include <memory>
 #include <string>
@@ -33,15 +34,3 @@ protected:
     FakeSystem system;
     CanDeviceTestAccess::settings_t settings;
 };
-
-/// Bytes in two-digit hexadecimal, a blank in front of each group of eight.
-inline std::string hexadecimal(const void* bytes, std::size_t n) {
-    std::string text;
-    for (std::size_t i = 0; i < n; ++i) {
-        const unsigned int byte = static_cast<const unsigned char*>(bytes)[i];
-        text += i > 0 && i % 8 == 0 ? " " : "";
-        text += "0123456789abcdef"[byte >> 4U];
-        text += "0123456789abcdef"[byte & 15U];
-    }
-    return text;
-}

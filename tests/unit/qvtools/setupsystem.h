@@ -2,6 +2,7 @@
 
 #include "tests/fakes/allocations.h"
 #include "tests/fakes/fakesystem.h"
+#include "tests/fakes/hexadecimal.h"
 
 #include <cerrno>
 #include <cstddef>
@@ -44,7 +45,8 @@ public:
             return result(0);
         };
         bind = [this](int fd, const sockaddr* address, socklen_t size) {
-            note("bind", fd, hexadecimal(address, size), size);
+            const allocations::Pause pause;
+            note("bind", fd, hexadecimal(address, size, size), size);
             return result(0);
         };
         open = [this](const char* path, int flags) {
@@ -84,17 +86,6 @@ private:
             std::memcpy(&number, value, sizeof number);
         }
         return number;
-    }
-
-    static std::string hexadecimal(const void* bytes, std::size_t n) {
-        const allocations::Pause pause;
-        std::string text;
-        for (std::size_t i = 0; i < n; ++i) {
-            const unsigned int byte = static_cast<const unsigned char*>(bytes)[i];
-            text += "0123456789abcdef"[byte >> 4U];
-            text += "0123456789abcdef"[byte & 15U];
-        }
-        return text;
     }
 
     template<typename First, typename... Rest>
