@@ -1,5 +1,6 @@
 #include "libqvcheck/recordfile.h"
 #include "libqvtrace/record.h"
+#include "tests/fakes/recordof.h"
 #include "tests/unit/libqvcheck/sourcereading.h"
 
 namespace {
@@ -23,17 +24,11 @@ void PrintTo(const shape_t& shape, std::ostream* out) {
 
 class RecordShape : public testing::TestWithParam<shape_t> {};
 
-std::string recordOf(const MessageBase& message) {
-    byteVec_t bytes;
-    message.createByteArray(bytes, true, true);
-    return {bytes.begin(), bytes.end()};
-}
-
-std::string recordOf(const shape_t& shape, timeStamp_t time = 0) {
+std::string recordText(const shape_t& shape, timeStamp_t time = 0) {
     CANExtTraceMessage message(time, shape.channel, shape.type, static_cast<canstaterr_t>(shape.status),
                                shape.canType, static_cast<std::uint8_t>(shape.data.size()), shape.canId,
                                shape.data.data());
-    return recordOf(message);
+    return recordText(message);
 }
 
 const shape_t plain = {"plain", 0, CF_STANDARD, 0, CT_STANDARD, 0x123, {0x11, 0x22}, "00000123#1122"};
@@ -41,7 +36,7 @@ const shape_t plain = {"plain", 0, CF_STANDARD, 0, CT_STANDARD, 0x123, {0x11, 0x
 } // namespace
 
 TEST_P(RecordShape, IsTheFrameOfItsRecord) {
-    EXPECT_EQ(File(recordOf(GetParam())).notes(), notes_t{GetParam().note});
+    EXPECT_EQ(File(recordText(GetParam())).notes(), notes_t{GetParam().note});
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -60,7 +55,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(RecordFile, GivesTimesInNanosecondsAndAnInterfaceForEachChannel) {
     shape_t other = plain;
     other.channel = 200;
-    const File file(recordOf(other, 5) + recordOf(plain, 86400000000) + recordOf(other, UINT64_MAX));
+    const File file(recordText(other, 5) + recordText(plain, 86400000000) + recordText(other, UINT64_MAX));
     EXPECT_EQ(file.times(), (std::vector<std::int64_t>{5000, 86400000000000, receivedFrame_t::noTime}));
     EXPECT_EQ(file.interfaces.name(0), "ch200");
     EXPECT_EQ(file.frames[1].interface, 1);
@@ -70,13 +65,13 @@ TEST(RecordFile, GivesTimesInNanosecondsAndAnInterfaceForEachChannel) {
 TEST(RecordFile, GivesFramesOfTheOlderKind) {
     CANTraceMessage older;
     older.setCanId(0x321);
-    EXPECT_EQ(File(recordOf(older)).frames.size(), 1U);
+    EXPECT_EQ(File(recordText(older)).frames.size(), 1U);
 }
 
 TEST(RecordFile, CountsTheBytesOfNoSoundRecordAndLosesNoRecordBetweenThem) {
-    std::string damaged = recordOf(plain);
+    std::string damaged = recordText(plain);
     damaged[20] ^= 1;
-    const File file("xx" + recordOf(plain) + damaged + recordOf(plain) + recordOf(plain).substr(0, 9));
+    const File file("xx" + recordText(plain) + damaged + recordText(plain) + recordText(plain).substr(0, 9));
     EXPECT_EQ(file.frames.size(), 2U);
     EXPECT_EQ(file.counts.passedOver, 2 + damaged.size() + 9);
     EXPECT_EQ(file.counts.frames, 2U);
@@ -84,12 +79,11 @@ TEST(RecordFile, CountsTheBytesOfNoSoundRecordAndLosesNoRecordBetweenThem) {
 
 TEST(RecordFile, PassesOverRecordsOfOtherKindsWithoutCountingThem) {
     MessageBase other(static_cast<msgid_t>(77), 0);
-    EXPECT_EQ(File(recordOf(other) + recordOf(plain)).notes(), notes_t{plain.note});
-    EXPECT_EQ(File(recordOf(other)).counts.passedOver, 0U);
+    EXPECT_EQ(File(recordText(other) + recordText(plain)).notes(), notes_t{plain.note});
+    EXPECT_EQ(File(recordText(other)).counts.passedOver, 0U);
 }
 
 TEST(RecordFile, CountsTheBodyOfACanRecordThatIsNone) {
-    byteVec_t record;
-    MessageBase(MSGID_CAN_EXT, 0).createByteArray(record, true, true); // an empty body
-    EXPECT_EQ(File(std::string(record.begin(), record.end())).counts.passedOver, record.size());
+    const std::string record = recordText(MessageBase(MSGID_CAN_EXT, 0)); // an empty body
+    EXPECT_EQ(File(record).counts.passedOver, record.size());
 }

@@ -1,5 +1,6 @@
 #include "libqvcheck/recordings.h"
 #include "libqvtrace/canexttracemessage.h"
+#include "tests/fakes/recordof.h"
 #include "tests/fakes/temporaryfolder.h"
 #include "tests/unit/libqvcheck/framenote.h"
 
@@ -34,12 +35,6 @@ protected:
         return notes;
     }
 
-    static std::string record() {
-        byteVec_t bytes;
-        CANExtTraceMessage().createByteArray(bytes, true, true);
-        return {bytes.begin(), bytes.end()};
-    }
-
     TemporaryFolder folder;
     InterfaceTable interfaces;
 };
@@ -47,7 +42,7 @@ protected:
 } // namespace
 
 TEST_F(RecordingsTest, AreReadOneBehindTheOtherEachInItsForm) {
-    Recordings recordings({file("log", "(1.0) can0 001#\n"), file("trace", record()),
+    Recordings recordings({file("log", "(1.0) can0 001#\n"), file("trace", recordText(CANExtTraceMessage())),
                            file("text", "rcvd 00:00:00.000000 ch1 002#\n"), file("empty", "")},
                           interfaces);
     EXPECT_EQ(readAll(recordings),
@@ -119,7 +114,7 @@ TEST_F(RecordingsTest, WaitForTheSecondByteWhereTheFirstDoesNotTellTheForm) {
     Recordings recordings({path}, interfaces);
     receivedFrame_t frame;
     EXPECT_EQ(recordings.read(&frame, 1), 0U) << "opens it";
-    const std::string bytes = record();
+    const std::string bytes = recordText(CANExtTraceMessage());
     EXPECT_EQ(write(writer, bytes.data(), 1), 1);
     EXPECT_EQ(recordings.read(&frame, 1), 0U);
     EXPECT_EQ(write(writer, bytes.data() + 1, bytes.size() - 1), static_cast<ssize_t>(bytes.size() - 1));

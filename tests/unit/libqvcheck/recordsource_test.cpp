@@ -1,5 +1,6 @@
 #include "libqvcheck/recordsource.h"
 #include "tests/fakes/fakesystem.h"
+#include "tests/fakes/recordof.h"
 #include "tests/fakes/temporaryfolder.h"
 
 #include <cerrno>
@@ -35,10 +36,7 @@ struct RecordSourceOnAPair : ::testing::Test {
         ASSERT_EQ(::write(ends[1], bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
     }
     static byteVec_t record(std::uint32_t canId) {
-        byteVec_t bytes;
-        CANExtTraceMessage(77, 3, CF_STANDARD, CSE_NO, CT_STANDARD, 0, canId, nullptr)
-            .createByteArray(bytes, true, true);
-        return bytes;
+        return recordOf(CANExtTraceMessage(77, 3, CF_STANDARD, CSE_NO, CT_STANDARD, 0, canId, nullptr));
     }
     std::size_t read(std::size_t n = 8) { return source->read(frames, n); }
 

@@ -3,6 +3,7 @@
 #include "libqvtrace/canexttracemessage.h"
 #include "libqvtrace/messagebase.h"
 #include "tests/fakes/hexadecimal.h"
+#include "tests/fakes/recordof.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -93,13 +94,6 @@ inline byteVec_t recordOf(unsigned int kind, const byteVec_t& body) {
 inline byteVec_t headerOf(unsigned int kind, std::size_t length) {
     const byteVec_t record = recordOf(kind, {}, length);
     return {record.begin(), record.begin() + 8};
-}
-
-/// The record as the product writes it.
-inline byteVec_t recordOf(const MessageBase& message) {
-    byteVec_t record;
-    message.createByteArray(record, true, true);
-    return record;
 }
 
 /// The body of a CAN record, field by field; also with values that no frame has.

@@ -2,6 +2,7 @@
 
 #include "libqvtrace/canexttracemessage.h"
 #include "libqvtrace/record.h"
+#include "tests/fakes/recordof.h"
 
 #include <array>
 #include <string>
@@ -50,12 +51,6 @@ public:
 
     const int fd;
 };
-
-inline byteVec_t recordOf(const MessageBase& message) {
-    byteVec_t record;
-    message.createByteArray(record, true, true);
-    return record;
-}
 
 inline byteVec_t frameRecord(std::uint32_t id) {
     CANExtTraceMessage message;

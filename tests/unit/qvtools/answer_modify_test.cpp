@@ -1,5 +1,6 @@
 // A received frame turned into its answer: identifier complemented, payload inverted below the length code.
 
+#include "tests/fakes/recordof.h"
 #include "tests/unit/qvtools/framewriter.h"
 
 #include <tuple>
@@ -53,13 +54,10 @@ TEST_P(AnswerKind, InvertsThePayloadBelowTheLengthCodeAndChangesNothingElse) {
 TEST_P(AnswerKind, IsLeftAloneWithoutAnAnswer) {
     for (std::uint8_t length = 0; length <= 64; ++length) {
         CANExtTraceMessage answer = message(length);
-        byteVec_t before;
-        byteVec_t after;
-        answer.createByteArray(before, true, true);
+        const byteVec_t before = recordOf(answer);
         CanDeviceTestAccess::modify(answer, CanDevice::A_NO);
-        answer.createByteArray(after, true, true);
 
-        EXPECT_EQ(after, before);
+        EXPECT_EQ(recordOf(answer), before);
     }
 }
 
@@ -68,12 +66,8 @@ TEST_P(AnswerKind, IsItselfAgainWhenTheAnswerIsAnswered) {
         CANExtTraceMessage answer = message(length);
         CanDeviceTestAccess::modify(answer, CanDevice::A_YES);
         CanDeviceTestAccess::modify(answer, CanDevice::A_YES);
-        byteVec_t before;
-        byteVec_t after;
-        message(length).createByteArray(before, true, true);
-        answer.createByteArray(after, true, true);
 
-        EXPECT_EQ(after, before);
+        EXPECT_EQ(recordOf(answer), recordOf(message(length)));
     }
 }
 

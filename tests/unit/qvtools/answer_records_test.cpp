@@ -49,7 +49,7 @@ protected:
         for (std::size_t i = 0; i < 3; ++i) {
             answer.getDataBytes()[i] = static_cast<std::uint8_t>(~answer.getDataBytes()[i]);
         }
-        return recordOf(answer);
+        return recordText(answer);
     }
 
     int failures = 0; ///< reads that find nothing, or fail, before one throws
@@ -70,7 +70,7 @@ TEST_F(AnswerRecords, OfTheNodesOwnFramesAreIgnored) {
     for (unsigned short verbose = 0; verbose <= 3; ++verbose) {
         open(verbose);
         sent.clear();
-        chunks = {recordOf(triple(CF_TXMESSAGE, 0x123)) + frameRecord(0x124)};
+        chunks = {recordText(triple(CF_TXMESSAGE, 0x123)) + frameRecord(0x124)};
         const Captured text = run();
         const std::string line = "[DEBUG] BZ::sendAnswers() ignore TX message\n";
         const std::size_t at = text.out.find(line);
@@ -82,7 +82,7 @@ TEST_F(AnswerRecords, OfTheNodesOwnFramesAreIgnored) {
 }
 
 TEST_F(AnswerRecords, OfOtherFrameTypesAreAnswered) {
-    chunks = {recordOf(triple(CF_TXREQUEST, 1)) + recordOf(triple(CF_ERROR, 2))};
+    chunks = {recordText(triple(CF_TXREQUEST, 1)) + recordText(triple(CF_ERROR, 2))};
     run();
 
     EXPECT_EQ(sent.size(), 2U);
@@ -90,7 +90,7 @@ TEST_F(AnswerRecords, OfOtherFrameTypesAreAnswered) {
 
 TEST_F(AnswerRecords, AreShownInTheOrderOfTheSteps) {
     settings.answer = CanDevice::A_NO;
-    chunks = {recordOf(triple(CF_STANDARD, 0x123)), recordOf(triple(CF_TXMESSAGE, 0x124))};
+    chunks = {recordText(triple(CF_STANDARD, 0x123)), recordText(triple(CF_TXMESSAGE, 0x124))};
     const Captured text = run(2);
 
     EXPECT_EQ(text.out, "[DEBUG] BZ::readCAN() t=01:01:01.000007: return: 12:34:56.000789 ch2 123#112233\n"
@@ -156,7 +156,7 @@ TEST_F(AnswerRecords, AreDeletedOnEveryPath) {
     chunks = {frameRecord(1)};
     run(); // from now on the buffer has its memory
     const std::string records =
-        frameRecord(1) + recordOf(triple(CF_TXMESSAGE, 2)) + classicRecord(3) + frameRecord(4);
+        frameRecord(1) + recordText(triple(CF_TXMESSAGE, 2)) + classicRecord(3) + frameRecord(4);
     int writes = 0;
     system.read = [&](int, void* to, std::size_t) {
         std::memcpy(to, records.data(), records.size());
@@ -177,7 +177,7 @@ TEST_F(AnswerRecords, AreDeletedOnEveryPath) {
 }
 
 TEST_F(AnswerRecords, SayUnderTheLogLockAloneThatTheyIgnoreTheirOwn) {
-    chunks.push_back(recordOf(triple(CF_TXMESSAGE, 0x123)));
+    chunks.push_back(recordText(triple(CF_TXMESSAGE, 0x123)));
     open(2);
     const LockProbe out(std::cout);
     EXPECT_THROW(CanDeviceTestAccess::sendAnswers(*device), leave_t);

@@ -1,6 +1,7 @@
 // The pattern, frame by frame as it reaches the socket, against its closed form and against bytes spelled
 // out.
 
+#include "tests/fakes/recordof.h"
 #include "tests/unit/qvtools/patternsender.h"
 
 namespace {
@@ -150,9 +151,7 @@ TEST_F(PatternSender, SendsRecordsStampedWhenTheSocketWasFoundWritable) {
     message.resetPattern(settings.canId, true);
     for (std::size_t k = 0; k < 2; ++k) {
         message.setTimeStamp(1007 + 7 * k);
-        byteVec_t record;
-        message.createByteArray(record, true, true);
-        EXPECT_EQ(difference(frames[k], std::string(record.begin(), record.end())), "");
+        EXPECT_EQ(difference(frames[k], recordText(message)), "");
         message.mutatePattern();
     }
 }

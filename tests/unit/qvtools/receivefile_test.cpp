@@ -142,8 +142,8 @@ TEST_F(ReceiveFile, CountsReadsOfADeviceFileThatDeliveredNoFrameAndTakesRemoteRe
     settings.network = false;
     const std::uint8_t data[] = {1, 2, 3, 4};
     std::deque<std::string> records = {
-        recordOf(CANExtTraceMessage(0, 0, CF_TXREQUEST, CSE_NO, CT_STANDARD, 4, 1, data)) + classicRecord(2) +
-            frameRecord(3),
+        recordText(CANExtTraceMessage(0, 0, CF_TXREQUEST, CSE_NO, CT_STANDARD, 4, 1, data)) +
+            classicRecord(2) + frameRecord(3),
         frameRecord(4).substr(0, 9), frameRecord(4).substr(9)};
     system.read = [&](int, void* to, std::size_t) {
         if (records.empty()) {

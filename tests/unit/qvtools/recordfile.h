@@ -3,6 +3,7 @@
 #include "libqvtrace/cantracemessage.h"
 #include "tests/fakes/allocations.h"
 #include "tests/fakes/lockprobe.h"
+#include "tests/fakes/recordof.h"
 #include "tests/unit/qvtools/scripteddevice.h"
 
 #include <cerrno>
@@ -11,17 +12,10 @@
 #include <memory>
 #include <string>
 
-/// A message's record as a string of bytes.
-inline std::string recordOf(const MessageBase& message) {
-    byteVec_t bytes;
-    message.createByteArray(bytes, true, true);
-    return std::string(bytes.begin(), bytes.end());
-}
-
 /// 12:34:56.000789 on channel 2, with the payload 11 22 33.
 inline std::string frameRecord(std::uint32_t canId) {
     const std::uint8_t data[] = {0x11, 0x22, 0x33};
-    return recordOf(
+    return recordText(
         CANExtTraceMessage(45296000789, 2, CF_STANDARD, CSE_NO, CT_STANDARD, sizeof data, canId, data));
 }
 
@@ -32,7 +26,7 @@ inline std::string classicRecord(std::uint32_t canId) {
     const CANTraceMessageBase content(MSGID_CAN, 45296000000, 0, CF_STANDARD, CSE_NO, CT_STANDARD,
                                       sizeof data, canId, data);
     static_cast<CANTraceMessageBase&>(message) = content;
-    return recordOf(message);
+    return recordText(message);
 }
 
 /// `text` without the debug lines of the trace buffer itself, which are there from verbosity 3 on.

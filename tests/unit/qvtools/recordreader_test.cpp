@@ -45,7 +45,7 @@ TEST_P(RecordReaderFrame, IsReturnedAsItIsAndShownWithTheTimeOfTheCall) {
 
     EXPECT_EQ(result, 0);
     ASSERT_NE(message, nullptr);
-    EXPECT_EQ(recordOf(*message), frameRecord(0x123)) << "time stamp, channel and all";
+    EXPECT_EQ(recordText(*message), frameRecord(0x123)) << "time stamp, channel and all";
     EXPECT_EQ(withoutBufferLines(text.out), GetParam().out);
     EXPECT_EQ(text.err, "");
 }
@@ -127,7 +127,7 @@ INSTANTIATE_TEST_SUITE_P(Verbosity, RecordReaderOther,
 
 TEST_P(RecordReaderUnknown, KindIsDiscardedToo) {
     open(GetParam().verbose);
-    chunks.push_back(recordOf(MessageBase(static_cast<msgid_t>(77), 0)) + frameRecord(5));
+    chunks.push_back(recordText(MessageBase(static_cast<msgid_t>(77), 0)) + frameRecord(5));
     const Captured text = captured([&] { EXPECT_EQ(readOnce(), 0); });
 
     EXPECT_EQ(message, nullptr);

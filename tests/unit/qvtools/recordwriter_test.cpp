@@ -18,7 +18,7 @@ protected:
 };
 
 std::string hexadecimalRecord(const CANExtTraceMessage& message) {
-    const std::string bytes = recordOf(message);
+    const std::string bytes = recordText(message);
     return hexadecimal(bytes.data(), bytes.size());
 }
 
@@ -40,7 +40,7 @@ TEST_F(RecordWriter, ShowsTheMessageAndTheRecordsBytesFromVerbosityTwoOn) {
     const CANExtTraceMessage message = messageOf(CT_STANDARD, 0x123, 3);
     const Captured text = captured([&] { EXPECT_EQ(send(message, 2), 0); });
 
-    const std::string record = recordOf(message);
+    const std::string record = recordText(message);
     std::ostringstream dump;
     hexdump(dump, record.begin(), record.end(), "raw", 16, HEXDUMP_PREFIX_NONE, true);
     EXPECT_EQ(text.out, "[DEBUG] BZ::sendCAN() send: 12:34:56.000789 ch2 123#111213\n" + dump.str());
@@ -66,7 +66,7 @@ TEST_F(RecordWriter, TakesMemoryForTheRecordAlone) {
 
 TEST_F(RecordWriter, CallsAShortWriteIncompleteAndAFailedOneByItsReason) {
     const CANExtTraceMessage message = messageOf(CT_STANDARD, 0x123, 3);
-    count = static_cast<ssize_t>(recordOf(message).size()) - 1;
+    count = static_cast<ssize_t>(recordText(message).size()) - 1;
     const Captured incomplete = captured([&] { EXPECT_EQ(send(message), -1); });
     count = -1;
     errnum = ENOSPC;

@@ -1,6 +1,7 @@
 // The file sender: a file in frames of 64 bytes, once.
 
 #include "tests/fakes/lockprobe.h"
+#include "tests/fakes/recordof.h"
 #include "tests/unit/qvtools/sendfile.h"
 
 #include <poll.h>
@@ -161,9 +162,7 @@ TEST_F(SendFile, StampsEachMessageWithTheTimeAfterItsRead) {
         piece.can_id = 0x123;
         piece.len = i == 0 ? 64 : 6;
         std::memcpy(piece.data, counting(70).data() + 64 * i, piece.len);
-        byteVec_t record;
-        CANExtTraceMessage(42 + i, 0, piece).createByteArray(record, true, true);
-        EXPECT_EQ(sent[i], std::string(record.begin(), record.end()));
+        EXPECT_EQ(sent[i], recordText(CANExtTraceMessage(42 + i, 0, piece)));
     }
 }
 
