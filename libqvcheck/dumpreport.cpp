@@ -5,6 +5,7 @@
 #include "libqvcheck/findingtext.h"
 #include "libqvcheck/frametext.h"
 #include "libqvcheck/numbertext.h"
+#include "libqvcheck/rowtext.h"
 
 #include <algorithm>
 #include <ostream>
@@ -93,9 +94,9 @@ void DumpReport::tell(std::int64_t time, std::int64_t since, std::uint8_t interf
                       const std::string& text) {
     const std::string name =
         interface < settings.interfaces.size() ? logName(settings.interfaces.name(interface)) + ' ' : "";
-    unplaced.push_back({time, since, 0, interface,
-                        "# " + secondsText(time, 6) + ' ' + name +
-                            (stream == 0 ? "" : 's' + std::to_string(stream) + ' ') + text});
+    unplaced.push_back(
+        {time, since, 0, interface,
+         "# " + secondsText(time, 6) + ' ' + name + (stream == 0 ? "" : streamName(stream) + ' ') + text});
 }
 
 void DumpReport::placeComments() {

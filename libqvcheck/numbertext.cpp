@@ -47,6 +47,10 @@ std::string spanText(std::int64_t ns) {
                                     : secondsText(static_cast<std::int64_t>(magnitude(ns)), 3) + " s");
 }
 
+std::string millisText(std::int64_t ns) {
+    return secondsText(ns * 1000, 3);
+}
+
 std::string counterText(std::uint32_t counter) {
     std::string text;
     unsigned int digits = 1;

@@ -15,6 +15,9 @@ std::string secondsText(std::int64_t ns, unsigned int digits);
 /// A time in the unit that fits: "0.113 ms", "64.120 ms", "3.284 s".
 std::string spanText(std::int64_t ns);
 
+/// A time in ms without its unit, which rows have at their end: "0.113".
+std::string millisText(std::int64_t ns);
+
 /// A counter as candump writes identifiers, without leading zeros: "4E1C".
 std::string counterText(std::uint32_t counter);
 

@@ -7,6 +7,3 @@
 /// The summary of a run: what was read, a table of its streams, and a row for each thing there is to say.
 /// Rows without content are left out. Ends with a line end.
 std::string summaryText(const runEnd_t& run, const runSettings_t& settings);
-
-/// The line of an interval, without its end.
-std::string intervalText(const intervalSummary_t& piece);

@@ -3,7 +3,9 @@
 #include "libqvcheck/findingtext.h"
 #include "libqvcheck/frametext.h"
 #include "libqvcheck/hosttext.h"
+#include "libqvcheck/intervaltext.h"
 #include "libqvcheck/numbertext.h"
+#include "libqvcheck/rowtext.h"
 #include "libqvcheck/summarytext.h"
 #include "libqvcheck/verdictline.h"
 
@@ -11,11 +13,6 @@
 #include <ostream>
 
 namespace {
-
-std::string padded(std::string text, std::size_t width) {
-    text.resize(std::max(text.size(), width), ' ');
-    return text;
-}
 
 std::string joined(const std::vector<std::string>& words) {
     std::string text;
@@ -51,8 +48,7 @@ const char* takenText(taken_t taken) {
 }
 
 std::string timeColumn(std::int64_t time) {
-    const std::string seconds = secondsText(time, 3);
-    return std::string(8 - std::min<std::size_t>(seconds.size(), 8), ' ') + seconds + ' ';
+    return rightAligned(secondsText(time, 3), 8) + ' ';
 }
 
 } // namespace
@@ -65,7 +61,7 @@ void TextReport::watch(Judge& _judge) {
 void TextReport::line(std::int64_t time, std::uint8_t interface, std::uint16_t stream,
                       const std::string& text) {
     out << timeColumn(time) << printable(settings.interfaces.name(interface)) << ' '
-        << padded(stream == 0 ? "" : 's' + std::to_string(stream), 6) << ' ' << text << '\n';
+        << leftAligned(stream == 0 ? "" : streamName(stream), 6) << ' ' << text << '\n';
 }
 
 void TextReport::start(std::int64_t stamp) {

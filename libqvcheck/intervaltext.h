@@ -1,0 +1,8 @@
+#pragma once
+
+#include "libqvcheck/summary.h"
+
+#include <string>
+
+/// The line of an interval, without its end.
+std::string intervalText(const intervalSummary_t& piece);

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+// What the rows and columns of the text report are put together from.
+
+/// Filled up with blanks behind it, or in front of it, where it has less than `width` characters.
+std::string leftAligned(std::string text, std::size_t width);
+std::string rightAligned(const std::string& text, std::size_t width);
+
+/// Adds a number and what it counts to a list with commas, "2 lost, 1 stray"; nothing when the number is 0.
+void addPart(std::string& list, std::uint64_t n, const std::string& what);
+
+/// "s1".
+std::string streamName(std::uint16_t number);
