@@ -60,6 +60,7 @@ function(qv_library name)
   if(QV_LIBRARIES_TOGETHER)
     set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 12
       UNITY_BUILD_CODE_BEFORE_INCLUDE "// NOLINTNEXTLINE(bugprone-suspicious-include)")
+    target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>) # nobody else includes these files
   endif()
 endfunction()
 
