@@ -1,3 +1,4 @@
+#include "tests/unit/libqvcheck/demanding.h"
 #include "tests/unit/libqvcheck/judged.h"
 
 #include <gtest/gtest.h>
@@ -7,54 +8,34 @@ namespace {
 const patternSender_t classic = {0x123};
 const patternSender_t fd = {0x123, false, 64};
 
-demands_t demanding(std::uint32_t id) {
-    demands_t demands;
-    demands.ids = {id};
-    return demands;
-}
-
-/// The sender's frames, each `period`-th of them corrupted as it does it.
-void seeInjected(Judged& judged, const patternSender_t& sender, std::uint32_t n, std::uint32_t period,
-                 std::uint32_t without = UINT32_MAX) {
-    for (std::uint32_t k = 0; k < n; ++k) {
-        receivedFrame_t f = sender.frame(k);
-        if ((k + 1) % period == 0 && k != without) {
-            f.data[((k + 1) / period - 1) % sender.walked()] ^= 0xFF;
-        }
-        judged.see(sender.seen(f));
-    }
-}
-
 } // namespace
 
 TEST(DemandedStream, CountsFromItsFirstFrame) {
-    Judged judged(demanding(0x123));
-    const summary_t s = judged.see(classic, 5, 100).end();
-    ASSERT_EQ(s.streams.size(), 1U);
-    EXPECT_EQ(s.streams[0].totals.expected, 100U);
-    EXPECT_EQ(s.streams[0].totals.lost, 5U);
-    EXPECT_TRUE(s.streams[0].demanded);
+    Judged judged(demandingStream(0x123));
+    const streamSummary_t s = only(judged.see(classic, 5, 100).end());
+    EXPECT_EQ(s.totals.expected, 100U);
+    EXPECT_EQ(s.totals.lost, 5U);
+    EXPECT_TRUE(s.demanded);
 }
 
 TEST(DemandedStream, IsMissedFromItsFirstFrameHoweverLate) {
     for (const std::uint32_t late : {63U, 64U, 1024U, 5000U}) {
-        Judged judged(demanding(0x123));
-        const summary_t s = judged.see(classic, late, late + 100).end();
-        ASSERT_EQ(s.streams.size(), 1U);
-        EXPECT_EQ(s.streams[0].totals.lost, late);
+        Judged judged(demandingStream(0x123));
+        const streamSummary_t s = only(judged.see(classic, late, late + 100).end());
+        EXPECT_EQ(s.totals.lost, late);
         EXPECT_EQ(judged.found(FK_LOST), late);
-        EXPECT_EQ(s.streams[0].jumps + s.streams[0].restarts, 0U);
+        EXPECT_EQ(s.jumps + s.restarts, 0U);
     }
 }
 
 TEST(DemandedStream, IsBornByOneFrame) {
-    Judged judged(demanding(0x123));
+    Judged judged(demandingStream(0x123));
     judged.see(classic, 0, 1);
     EXPECT_EQ(judged.streams.size(), 1U);
 }
 
 TEST(DemandedStream, ThatIsNeverSeenIsAbsent) {
-    Judged judged(demanding(0x124));
+    Judged judged(demandingStream(0x124));
     judged.see(classic, 0, 10).end();
     EXPECT_EQ(judged.found(FK_ABSENT), 1U);
 }
@@ -74,7 +55,7 @@ TEST(DemandedStreams, WithEqualLowBytesAreToldApartFromTheFirstFrame) {
 }
 
 TEST(DemandedNumber, IsCompleteWithTheLastFrame) {
-    demands_t demands = demanding(0x123);
+    demands_t demands = demandingStream(0x123);
     demands.loop = 100;
     Judged judged(demands);
     judged.see(classic, 0, 99);
@@ -144,36 +125,30 @@ class DemandedErrors : public testing::TestWithParam<std::uint32_t> {};
 
 TEST_P(DemandedErrors, AreFoundAllAndNothingBesides) {
     for (const patternSender_t sender : {classic, fd, patternSender_t{0x123, false, 64, true}}) {
-        demands_t demands;
-        demands.errorPeriod = GetParam();
-        Judged judged(demands);
-        seeInjected(judged, sender, 2000, GetParam());
-        const summary_t s = judged.end();
-        ASSERT_EQ(s.streams.size(), 1U);
-        EXPECT_EQ(s.streams[0].injection.found, 2000 / GetParam());
-        EXPECT_EQ(s.streams[0].injection.missing, 0U);
+        Judged judged(demandingErrors(GetParam()));
+        judged.seeInjected(sender, 0, 2000, GetParam());
+        const streamSummary_t s = only(judged.end());
+        EXPECT_EQ(s.injection.found, 2000 / GetParam());
+        EXPECT_EQ(s.injection.missing, 0U);
         EXPECT_TRUE(judged.findings.empty());
     }
 }
 
 TEST_P(DemandedErrors, AreRecognisedWithoutTheDemand) {
     Judged judged;
-    seeInjected(judged, classic, 3000, GetParam());
-    const summary_t s = judged.end();
-    ASSERT_EQ(s.streams.size(), 1U);
-    EXPECT_EQ(s.streams[0].injection.period, GetParam());
-    EXPECT_EQ(s.streams[0].injection.found, 3000 / GetParam());
-    EXPECT_FALSE(s.streams[0].injection.told);
+    judged.seeInjected(classic, 0, 3000, GetParam());
+    const streamSummary_t s = only(judged.end());
+    EXPECT_EQ(s.injection.period, GetParam());
+    EXPECT_EQ(s.injection.found, 3000 / GetParam());
+    EXPECT_FALSE(s.injection.told);
     EXPECT_EQ(judged.found(FK_CORRUPTED), 3000 / GetParam());
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, DemandedErrors, testing::Values(1, 2, 7, 100, 200));
 
 TEST(DemandedErrors, ThatAreMissingAreUninjected) {
-    demands_t demands;
-    demands.errorPeriod = 100;
-    Judged judged(demands);
-    seeInjected(judged, classic, 2000, 100, 999);
+    Judged judged(demandingErrors(100));
+    judged.seeInjected(classic, 0, 999, 100).see(classic, 999, 1000).seeInjected(classic, 1000, 2000, 100);
     const summary_t s = judged.end();
     EXPECT_EQ(s.streams[0].injection.missing, 1U);
     EXPECT_EQ(judged.found(FK_UNINJECTED), 1U);
@@ -181,18 +156,14 @@ TEST(DemandedErrors, ThatAreMissingAreUninjected) {
 }
 
 TEST(DemandedErrors, ThatAreLostAreToldApart) {
-    demands_t demands;
-    demands.errorPeriod = 100;
-    Judged judged(demands);
+    Judged judged(demandingErrors(100));
     judged.see(classic, 0, 99).see(classic, 100, 190).end();
     EXPECT_EQ(judged.judge.summary().streams[0].injection.lost, 1U);
     EXPECT_TRUE(judged.first(FK_LOST).injected);
 }
 
 TEST(DemandedErrors, LeaveOtherDamageAFinding) {
-    demands_t demands;
-    demands.errorPeriod = 100;
-    Judged judged(demands);
+    Judged judged(demandingErrors(100));
     judged.see(classic, 0, 50);
     receivedFrame_t hurt = classic.frame(50); // not its turn
     hurt.data[5] ^= 0xFF;

@@ -6,15 +6,6 @@
 
 #include <gtest/gtest.h>
 
-namespace {
-
-streamSummary_t only(const summary_t& s) {
-    EXPECT_EQ(s.streams.size(), 1U);
-    return s.streams.empty() ? streamSummary_t{} : s.streams[0];
-}
-
-} // namespace
-
 class Start : public testing::TestWithParam<patternSender_t> {};
 
 TEST_P(Start, IsFoundAndNothingIsMissing) {

@@ -6,6 +6,14 @@
 #include <utility>
 #include <vector>
 
+#include <gtest/gtest.h>
+
+/// The stream of a run that must have had one.
+inline streamSummary_t only(const summary_t& s) {
+    EXPECT_EQ(s.streams.size(), 1U);
+    return s.streams.empty() ? streamSummary_t{} : s.streams[0];
+}
+
 /// A judge that remembers what it was told, and what it said.
 class Judged : public FindingSink, public FrameWatcher {
 public:
@@ -30,6 +38,13 @@ public:
     Judged& see(const patternSender_t& sender, std::uint32_t from, std::uint32_t to) {
         for (std::uint32_t k = from; k < to; ++k) {
             see(sender.seen(sender.frame(k)));
+        }
+        return *this;
+    }
+    Judged& seeInjected(const patternSender_t& sender, std::uint32_t from, std::uint32_t to,
+                        std::uint32_t period) {
+        for (std::uint32_t k = from; k < to; ++k) {
+            see(sender.seen(sender.injected(k, period)));
         }
         return *this;
     }

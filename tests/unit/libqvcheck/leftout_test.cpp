@@ -1,5 +1,6 @@
 // Recordings that leave frames out and say so, as a dump does.
 
+#include "tests/unit/libqvcheck/demanding.h"
 #include "tests/unit/libqvcheck/judged.h"
 
 #include <gtest/gtest.h>
@@ -56,21 +57,15 @@ TEST(FramesLeftOut, ComeBehindADamagedOne) {
 }
 
 TEST(FramesLeftOut, TakeNoPartInTheInjectedErrors) {
-    demands_t demands;
-    demands.errorPeriod = 10;
-    Judged judged(demands);
+    Judged judged(demandingErrors(10));
     for (std::uint32_t k = 0; k < 700; ++k) {
-        receivedFrame_t frame = leftOutSender.frame(k);
-        if ((k + 1) % 10 == 0) {
-            frame.data[((k + 1) / 10 - 1) % 8] ^= 0xFF;
-        }
+        const receivedFrame_t frame = leftOutSender.injected(k, 10);
         if (k < 100 || k >= 600) {
             judged.see(k == 600 ? behind(500, frame) : frame);
         }
     }
-    const summary_t s = judged.end();
-    ASSERT_EQ(s.streams.size(), 1U);
-    EXPECT_EQ(s.streams[0].injection.found, 20U);
-    EXPECT_EQ(s.streams[0].injection.lost, 0U);
+    const streamSummary_t s = only(judged.end());
+    EXPECT_EQ(s.injection.found, 20U);
+    EXPECT_EQ(s.injection.lost, 0U);
     EXPECT_TRUE(judged.findings.empty());
 }

@@ -32,6 +32,15 @@ struct patternSender_t {
         return f;
     }
 
+    /// The frame as it is with each `period`-th corrupted on purpose.
+    receivedFrame_t injected(std::uint32_t number, std::uint32_t period) const {
+        receivedFrame_t f = frame(number);
+        if ((number + 1) % period == 0) {
+            f.data[((number + 1) / period - 1) % walked()] ^= 0xFF;
+        }
+        return f;
+    }
+
     /// What is on the bus when the frame, damaged or not, is answered; itself when answers are not what is
     /// seen.
     receivedFrame_t seen(receivedFrame_t f) const {

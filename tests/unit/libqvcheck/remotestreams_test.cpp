@@ -1,3 +1,4 @@
+#include "tests/unit/libqvcheck/demanding.h"
 #include "tests/unit/libqvcheck/judged.h"
 
 #include <gtest/gtest.h>
@@ -17,12 +18,6 @@ void seeRemote(Judged& judged, std::uint32_t from, std::uint32_t to) {
     for (std::uint32_t c = from; c < to; ++c) {
         judged.see(remote(c));
     }
-}
-
-demands_t demanding(std::uint32_t id) {
-    demands_t demands;
-    demands.ids = {id};
-    return demands;
 }
 
 } // namespace
@@ -56,44 +51,40 @@ TEST(RemoteStreams, CountWhatIsLostRepeatedAndReordered) {
     seeRemote(judged, 0x113, 0x114); // 110 to 112 are missing
     seeRemote(judged, 0x111, 0x112);
     seeRemote(judged, 0x113, 0x120); // 113 once more
-    const summary_t s = judged.end();
-    ASSERT_EQ(s.streams.size(), 1U);
-    EXPECT_EQ(s.streams[0].totals.lost, 2U);
-    EXPECT_EQ(s.streams[0].totals.reordered, 1U);
-    EXPECT_EQ(s.streams[0].totals.repeated, 1U);
-    EXPECT_EQ(s.streams[0].totals.expected, 0x20U);
+    const streamSummary_t s = only(judged.end());
+    EXPECT_EQ(s.totals.lost, 2U);
+    EXPECT_EQ(s.totals.reordered, 1U);
+    EXPECT_EQ(s.totals.repeated, 1U);
+    EXPECT_EQ(s.totals.expected, 0x20U);
 }
 
 TEST(RemoteStreams, CountOnOverTheWrapOfTheIdentifier) {
     Judged judged;
     seeRemote(judged, 0x7F0, 0x1805); // 1 twice at each wrap
-    const summary_t s = judged.end();
-    ASSERT_EQ(s.streams.size(), 1U);
-    EXPECT_EQ(s.streams[0].totals.intact, 0x1805U - 0x7F0U);
-    EXPECT_EQ(s.streams[0].totals.repeated, 0U);
+    const streamSummary_t s = only(judged.end());
+    EXPECT_EQ(s.totals.intact, 0x1805U - 0x7F0U);
+    EXPECT_EQ(s.totals.repeated, 0U);
 }
 
 TEST(RemoteStreams, BeginAtZeroWithTwoFramesOfIdentifierOne) {
     Judged judged;
     seeRemote(judged, 0, 20);
-    const summary_t s = judged.end();
-    ASSERT_EQ(s.streams.size(), 1U);
-    EXPECT_EQ(s.streams[0].totals.intact, 20U);
-    EXPECT_EQ(s.streams[0].first, 0U);
+    const streamSummary_t s = only(judged.end());
+    EXPECT_EQ(s.totals.intact, 20U);
+    EXPECT_EQ(s.first, 0U);
 }
 
 TEST(RemoteStreams, ThatAreDemandedBeginWithOneFrame) {
-    Judged judged(demanding(0x123 | CAN_RTR_FLAG));
+    Judged judged(demandingStream(0x123 | CAN_RTR_FLAG));
     judged.see(remote(0x125)); // two are lost
-    const summary_t s = judged.end();
-    ASSERT_EQ(s.streams.size(), 1U);
-    EXPECT_TRUE(s.streams[0].demanded);
-    EXPECT_EQ(s.streams[0].totals.lost, 2U);
+    const streamSummary_t s = only(judged.end());
+    EXPECT_TRUE(s.demanded);
+    EXPECT_EQ(s.totals.lost, 2U);
     EXPECT_EQ(judged.found(FK_ABSENT), 0U);
 }
 
 TEST(RemoteStreams, ThatAreDemandedAndNeverSeenAreAbsent) {
-    Judged judged(demanding(0x123 | CAN_RTR_FLAG));
+    Judged judged(demandingStream(0x123 | CAN_RTR_FLAG));
     judged.see(patternSender_t{0x123}, 0, 10); // data frames are none of it
     judged.end();
     EXPECT_EQ(judged.found(FK_ABSENT), 1U);
@@ -105,10 +96,9 @@ TEST(RemoteStreams, LoseTheFramesOfAnOutage) {
     seeRemote(judged, 0x100, 0x110);
     judged.pause(500 * Judged::millisecond);
     seeRemote(judged, 0x200, 0x220);
-    const summary_t s = judged.end();
-    ASSERT_EQ(s.streams.size(), 1U);
-    EXPECT_EQ(s.streams[0].totals.lost, 0xF0U);
-    EXPECT_EQ(s.streams[0].restarts, 0U);
+    const streamSummary_t s = only(judged.end());
+    EXPECT_EQ(s.totals.lost, 0xF0U);
+    EXPECT_EQ(s.restarts, 0U);
 }
 
 TEST(RemoteStreams, TakeAMissingFrameUpTo512BehindTheNext) {

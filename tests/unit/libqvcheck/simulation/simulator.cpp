@@ -122,13 +122,8 @@ private:
 
     void copyOne(std::uint32_t who, std::uint32_t run, std::uint32_t number, std::int64_t time) {
         const patternSender_t& sender = result.senders[who];
-        receivedFrame_t frame = sender.frame(number);
-        const std::uint32_t m = number + 1;
-        bool damaged = false;
-        if (result.period > 0 && m % result.period == 0) {
-            frame.data[(m / result.period - 1) % sender.walked()] ^= 0xFF;
-            damaged = true;
-        }
+        bool damaged = result.period > 0 && (number + 1) % result.period == 0;
+        receivedFrame_t frame = damaged ? sender.injected(number, result.period) : sender.frame(number);
         if (dice.chance(flips)) {
             damage(frame);
             damaged = true;
