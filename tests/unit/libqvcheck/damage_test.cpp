@@ -11,6 +11,18 @@ namespace {
 
 constexpr std::uint32_t frames = 600; // a held frame is decided within 512
 
+/// What is told of a run whose frame 100 comes as `hurt`.
+evidence_t evidenceOf(const patternSender_t& from, const receivedFrame_t& hurt) {
+    Judged judged;
+    judged.see(from, 0, 100).see(hurt).see(from, 101, frames);
+    const streamSummary_t s = only(judged.end());
+    EXPECT_EQ(s.totals.corrupted, 1U);
+    EXPECT_EQ(s.totals.lost, 0U);
+    EXPECT_EQ(judged.findings.size(), 1U);
+    EXPECT_EQ(judged.first(FK_CORRUPTED).first, from.start + 100);
+    return judged.first(FK_CORRUPTED).evidence;
+}
+
 using shape_t = std::tuple<bool, std::uint8_t, bool>; // extended, length, answers
 
 class Damage : public testing::TestWithParam<shape_t> {
@@ -28,12 +40,10 @@ protected:
         receivedFrame_t hurt = from.frame(number);
         hurt.data[index] ^= flip;
         judged.see(from.seen(hurt)).see(from, number + 1, frames);
-        const summary_t s = judged.end();
-
-        ASSERT_EQ(s.streams.size(), 1U);
-        EXPECT_EQ(s.streams[0].totals.intact, frames - 1);
-        EXPECT_EQ(s.streams[0].totals.corrupted, 1U);
-        EXPECT_EQ(s.streams[0].totals.lost + s.streams[0].totals.stray + s.streams[0].totals.reordered, 0U);
+        const streamSummary_t s = only(judged.end());
+        EXPECT_EQ(s.totals.intact, frames - 1);
+        EXPECT_EQ(s.totals.corrupted, 1U);
+        EXPECT_EQ(s.totals.lost + s.totals.stray + s.totals.reordered, 0U);
         ASSERT_EQ(judged.findings.size(), 1U);
         const finding_t& f = judged.findings[0];
         EXPECT_EQ(f.kind, FK_CORRUPTED);
@@ -65,32 +75,17 @@ TEST_P(Damage, OfTheIdentifierIsFoundInItsPlace) {
     const patternSender_t from = sender();
     for (unsigned bit = 0; bit < (from.extended ? 29U : 11U); ++bit) {
         SCOPED_TRACE("bit " + std::to_string(bit));
-        Judged judged;
-        judged.see(from, 0, 100);
         receivedFrame_t hurt = from.seen(from.frame(100));
         hurt.canId ^= 1U << bit;
-        judged.see(hurt).see(from, 101, frames);
-        const summary_t s = judged.end();
-        ASSERT_EQ(s.streams.size(), 1U);
-        EXPECT_EQ(s.streams[0].totals.corrupted, 1U);
-        ASSERT_EQ(judged.findings.size(), 1U);
-        EXPECT_EQ(judged.findings[0].evidence.damage, DT_IDENTIFIER);
-        EXPECT_EQ(judged.findings[0].first, from.start + 100);
+        EXPECT_EQ(evidenceOf(from, hurt).damage, DT_IDENTIFIER);
     }
 }
 
 TEST_P(Damage, ThatLengthensOrShortensTheIdentifierIsFoundInItsPlace) {
     const patternSender_t from = sender();
-    Judged judged;
-    judged.see(from, 0, 100);
     receivedFrame_t hurt = from.seen(from.frame(100));
     hurt.canId ^= CAN_EFF_FLAG;
-    judged.see(hurt).see(from, 101, frames);
-    const summary_t s = judged.end();
-    ASSERT_EQ(s.streams.size(), 1U);
-    EXPECT_EQ(s.streams[0].totals.corrupted, 1U);
-    ASSERT_EQ(judged.findings.size(), 1U);
-    EXPECT_EQ(judged.findings[0].evidence.damage, DT_WIDTH);
+    EXPECT_EQ(evidenceOf(from, hurt).damage, DT_WIDTH);
 }
 
 INSTANTIATE_TEST_SUITE_P(Shape, Damage,
@@ -107,19 +102,11 @@ TEST_P(DamageOfLength, IsFoundInItsPlace) {
     const patternSender_t from = {0x345, false, 64, GetParam()};
     for (const std::uint8_t length : std::initializer_list<std::uint8_t>{4, 5, 8, 12, 32, 48}) {
         SCOPED_TRACE(int{length});
-        Judged judged;
-        judged.see(from, 0, 100);
         receivedFrame_t hurt = from.seen(from.frame(100));
         hurt.length = length;
-        judged.see(hurt).see(from, 101, frames);
-        const summary_t s = judged.end();
-        ASSERT_EQ(s.streams.size(), 1U);
-        EXPECT_EQ(s.streams[0].totals.corrupted, 1U);
-        EXPECT_EQ(s.streams[0].totals.lost, 0U);
-        ASSERT_EQ(judged.findings.size(), 1U);
-        EXPECT_EQ(judged.findings[0].evidence.damage, DT_SHORTENED);
-        EXPECT_EQ(judged.findings[0].evidence.length, length);
-        EXPECT_EQ(judged.findings[0].first, from.start + 100);
+        const evidence_t told = evidenceOf(from, hurt);
+        EXPECT_EQ(told.damage, DT_SHORTENED);
+        EXPECT_EQ(told.length, length);
     }
 }
 
