@@ -68,29 +68,53 @@ demands_t answered() {
     return demands;
 }
 
+demands_t answeredWithin(std::int64_t ms) {
+    demands_t demands = answered();
+    demands.wait = ms * Judged::millisecond;
+    return demands;
+}
+
+demands_t answeredOf(std::uint64_t loop) {
+    demands_t demands = answered();
+    demands.loop = loop;
+    return demands;
+}
+
+/// `n` frames in a row.
+std::set<std::uint32_t> from(std::uint32_t first, std::uint32_t n) {
+    std::set<std::uint32_t> frames;
+    for (std::uint32_t k = first; k < first + n; ++k) {
+        frames.insert(k);
+    }
+    return frames;
+}
+
+void expectRoundTrips(const summary_t& s, std::uint64_t least) {
+    ASSERT_EQ(s.pairs.size(), 1U);
+    EXPECT_EQ(s.pairs[0].answered, 2000U);
+    EXPECT_GE(s.pairs[0].roundTrips->count(), least);
+    EXPECT_EQ(s.pairs[0].roundTrips->min(), roundTrip);
+    EXPECT_EQ(s.pairs[0].roundTrips->max(), roundTrip);
+}
+
 class Pairs : public testing::TestWithParam<bool> {
 protected:
-    exchange_t exchange() const {
-        exchange_t x;
+    Pairs() {
         x.twoInterfaces = GetParam();
         x.standing = true;
-        return x;
     }
+
+    exchange_t x;
 };
 
 TEST_P(Pairs, MeasureEveryRoundTrip) {
     Judged judged(answered());
-    const summary_t s = run(judged, exchange());
-    ASSERT_EQ(s.pairs.size(), 1U);
-    EXPECT_EQ(s.pairs[0].answered, 2000U);
-    EXPECT_GE(s.pairs[0].roundTrips->count(), 1990U);
-    EXPECT_EQ(s.pairs[0].roundTrips->min(), roundTrip);
-    EXPECT_EQ(s.pairs[0].roundTrips->max(), roundTrip);
+    const summary_t s = run(judged, x);
+    expectRoundTrips(s, 1990);
     EXPECT_TRUE(judged.findings.empty());
 }
 
 TEST_P(Pairs, TellWhichFramesWereNotAnswered) {
-    exchange_t x = exchange();
     x.answersLost = {500, 501, 502, 900, 1999};
     Judged judged(answered());
     const summary_t s = run(judged, x);
@@ -103,7 +127,6 @@ TEST_P(Pairs, TellWhichFramesWereNotAnswered) {
 }
 
 TEST_P(Pairs, CountALostAnswerAsLostWhenNoneIsDemanded) {
-    exchange_t x = exchange();
     x.answersLost = {500};
     Judged judged;
     const summary_t s = run(judged, x);
@@ -113,7 +136,6 @@ TEST_P(Pairs, CountALostAnswerAsLostWhenNoneIsDemanded) {
 }
 
 TEST_P(Pairs, TellALossOnTheWayOutOnce) {
-    exchange_t x = exchange();
     x.framesLost = {300, 301, 302};
     Judged judged(answered());
     const summary_t s = run(judged, x);
@@ -126,7 +148,6 @@ TEST_P(Pairs, TellALossOnTheWayOutOnce) {
 }
 
 TEST_P(Pairs, BlameThisHostForAFrameThatWasAnswered) {
-    exchange_t x = exchange();
     x.framesUnseen = {300, 301};
     Judged judged(answered());
     const summary_t s = run(judged, x);
@@ -137,7 +158,6 @@ TEST_P(Pairs, BlameThisHostForAFrameThatWasAnswered) {
 }
 
 TEST_P(Pairs, TellAnEchoedDamageOnce) {
-    exchange_t x = exchange();
     x.damaged = {300};
     Judged judged(answered());
     const summary_t s = run(judged, x);
@@ -147,7 +167,6 @@ TEST_P(Pairs, TellAnEchoedDamageOnce) {
 }
 
 TEST_P(Pairs, ExcuseTheAnswersThatThisHostLostAndNoOther) {
-    exchange_t x = exchange();
     x.framesLost = {597};
     x.answersLost = {595, 596, 598, 599, 900};
     x.dropped = 3;
@@ -161,36 +180,26 @@ TEST_P(Pairs, ExcuseTheAnswersThatThisHostLostAndNoOther) {
 }
 
 TEST_P(Pairs, MissANodeThatDied) {
-    exchange_t x = exchange();
-    for (std::uint32_t k = 1000; k < 2000; ++k) {
-        x.answersLost.insert(k);
-    }
+    x.answersLost = from(1000, 1000);
     Judged judged(answered());
     run(judged, x);
     EXPECT_EQ(judged.found(FK_UNANSWERED), 1000U);
 }
 
 TEST_P(Pairs, AreNotMeasuredWhereTheClockWasSetInBetween) {
-    exchange_t x = exchange();
     const std::int64_t day = 86400000 * Judged::millisecond;
     x.clockSet = {{400, -30000 * Judged::millisecond}, {401, 2 * day}, {900, -2 * day}};
     Judged judged(answered());
     const summary_t s = run(judged, x);
-    EXPECT_EQ(s.pairs[0].answered, 2000U);
+    expectRoundTrips(s, 1980);
     EXPECT_EQ(s.pairs[0].early, 0U);
-    EXPECT_GE(s.pairs[0].roundTrips->count(), 1980U);
-    EXPECT_EQ(s.pairs[0].roundTrips->min(), roundTrip);
-    EXPECT_EQ(s.pairs[0].roundTrips->max(), roundTrip);
     EXPECT_TRUE(judged.findings.empty());
 }
 
 TEST_P(Pairs, TellWhichFramesWereNotAnsweredHoweverLongAnswersAreWaitedFor) {
-    exchange_t x = exchange();
     x.framesLost = {700};
     x.answersLost = {500, 501, 502, 900};
-    demands_t demands = answered();
-    demands.wait = 10000 * Judged::millisecond; // 5000 frames; the window has 1024
-    Judged judged(demands);
+    Judged judged(answeredWithin(10000)); // 5000 frames; the window has 1024
     const summary_t s = run(judged, x);
     EXPECT_EQ(s.pairs[0].unanswered, 4U);
     EXPECT_EQ(judged.found(FK_UNANSWERED), 4U);
@@ -198,13 +207,8 @@ TEST_P(Pairs, TellWhichFramesWereNotAnsweredHoweverLongAnswersAreWaitedFor) {
 
 TEST_P(Pairs, KnowTheAnswersBeforeAndBehindAnOutageOfTheNode) {
     for (const std::int64_t wait : {100, 1000, 10000}) {
-        exchange_t x = exchange();
-        for (std::uint32_t k = 1300; k < 1400; ++k) {
-            x.answersLost.insert(k);
-        }
-        demands_t demands = answered();
-        demands.wait = wait * Judged::millisecond;
-        Judged judged(demands);
+        x.answersLost = from(1300, 100);
+        Judged judged(answeredWithin(wait));
         const summary_t s = run(judged, x);
         ASSERT_EQ(s.pairs.size(), 1U);
         EXPECT_EQ(s.pairs[0].unanswered, 100U) << wait << " ms";
@@ -215,7 +219,6 @@ TEST_P(Pairs, KnowTheAnswersBeforeAndBehindAnOutageOfTheNode) {
 }
 
 TEST_P(Pairs, LeaveTheLastFramesOpen) {
-    exchange_t x = exchange();
     x.standing = false;
     x.answersLost = {1990, 1998, 1999}; // the last two may yet have come
     Judged judged(answered());
@@ -225,13 +228,10 @@ TEST_P(Pairs, LeaveTheLastFramesOpen) {
 }
 
 TEST_P(Pairs, LeaveTheLastAnswersOfADemandedNumberOpen) {
-    exchange_t x = exchange();
     x.standing = false;
     x.framesLost = {1999};
     x.answersLost = {1000, 1990, 1997, 1998};
-    demands_t demands = answered();
-    demands.loop = 2000;
-    Judged judged(demands);
+    Judged judged(answeredOf(2000));
     const summary_t s = run(judged, x);
     ASSERT_EQ(s.streams.size(), 2U);
     EXPECT_EQ(s.streams[0].totals.lost, 1U);
@@ -243,11 +243,8 @@ TEST_P(Pairs, LeaveTheLastAnswersOfADemandedNumberOpen) {
 }
 
 TEST_P(Pairs, LoseTheLastAnswersOfADemandedNumberInTheEnd) {
-    exchange_t x = exchange();
     x.answersLost = {1998, 1999};
-    demands_t demands = answered();
-    demands.loop = 2000;
-    Judged judged(demands);
+    Judged judged(answeredOf(2000));
     const summary_t s = run(judged, x);
     EXPECT_EQ(s.pairs[0].unanswered, 2U);
     EXPECT_EQ(s.streams[1].totals.lost, 2U);
@@ -258,13 +255,10 @@ TEST_P(Pairs, AreDecidedToTheirLastFrameWhenTheSenderBeginsAnew) {
     for (const std::int64_t wait : {20, 1000}) {
         for (const std::int64_t pause : {2, 700, 3000}) {
             SCOPED_TRACE(std::to_string(wait) + " ms to wait, " + std::to_string(pause) + " ms of pause");
-            exchange_t x = exchange();
             x.frames = 700;
             x.answersLost = {300, 698, 699};
-            demands_t demands = answered();
-            demands.wait = wait * Judged::millisecond;
-            Judged judged(demands);
-            ::exchange(judged, x);
+            Judged judged(answeredWithin(wait));
+            exchange(judged, x);
             x.answersLost = {400};
             const summary_t s = run(judged.pause(pause * Judged::millisecond), x);
             ASSERT_EQ(s.pairs.size(), 1U);
@@ -282,15 +276,10 @@ TEST_P(Pairs, AreDecidedToTheLastFrameBeforeAnOutage) {
     for (const std::int64_t wait : {20, 1000}) {
         for (const std::uint32_t outage : {100U, 700U}) {
             SCOPED_TRACE(std::to_string(wait) + " ms to wait, frames missing: " + std::to_string(outage));
-            exchange_t x = exchange();
             x.frames = 3000;
             x.answersLost = {900, 998, 999};
-            for (std::uint32_t k = 1000; k < 1000 + outage; ++k) {
-                x.framesLost.insert(k);
-            }
-            demands_t demands = answered();
-            demands.wait = wait * Judged::millisecond;
-            Judged judged(demands);
+            x.framesLost = from(1000, outage);
+            Judged judged(answeredWithin(wait));
             const summary_t s = run(judged, x);
             ASSERT_EQ(s.pairs.size(), 1U);
             EXPECT_EQ(s.pairs[0].unanswered, 3U);
@@ -301,17 +290,15 @@ TEST_P(Pairs, AreDecidedToTheLastFrameBeforeAnOutage) {
 }
 
 TEST_P(Pairs, AreDecidedToTheLastFrameBeforeAnOutageOfEitherHalf) {
+    x.frames = 3000;
+    x.answersLost = {900, 998};
     for (const std::uint32_t outage : {100U, 700U}) {
-        exchange_t x = exchange();
-        x.frames = 3000;
-        x.answersLost = {900, 998};
+        exchange_t unseen = x;
+        unseen.framesUnseen = from(1000, outage);
         exchange_t unanswered = x;
-        for (std::uint32_t k = 1000; k < 1000 + outage; ++k) {
-            x.framesUnseen.insert(k);
-            unanswered.answersLost.insert(k);
-        }
+        unanswered.answersLost.merge(from(1000, outage));
         Judged judged(answered());
-        EXPECT_EQ(run(judged, x).pairs[0].unanswered, 2U);
+        EXPECT_EQ(run(judged, unseen).pairs[0].unanswered, 2U);
         Judged other(answered());
         EXPECT_EQ(run(other, unanswered).pairs[0].unanswered, 2 + outage);
     }
@@ -363,9 +350,7 @@ TEST(RoundTrips, ThatAreTooLongOrNegativeAreTold) {
 TEST(BillionsOfMissingFrames, ThatWereAnsweredArePlacedWithoutALookAtEach) {
     // A look at each would take longer than this program may.
     for (unsigned i = 0; i < 20; ++i) {
-        demands_t demands = answered();
-        demands.loop = INT32_MAX;
-        Judged judged(demands);
+        Judged judged(answeredOf(INT32_MAX));
         for (std::uint32_t k = 0; k < 700; ++k) {
             if (k < 100) {
                 judged.see(patternSender_t{0x101}, k, k + 1);
