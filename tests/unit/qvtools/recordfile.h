@@ -68,6 +68,12 @@ protected:
         return result;
     }
 
+    void expectFrame(std::uint32_t canId) {
+        EXPECT_EQ(readOnce(), 0);
+        ASSERT_NE(message, nullptr);
+        EXPECT_EQ(message->getCanId(), canId);
+    }
+
     std::unique_ptr<CanDevice> device;
     std::unique_ptr<CANExtTraceMessage> message;
     std::deque<std::string> chunks;

@@ -27,6 +27,12 @@ struct expected_t {
 
 const auto nameOf = [](const auto& row) { return std::string(row.param.name); };
 
+/// What is printed at the verbosities 0 to 3.
+auto printed(const std::string& from2, const std::string& from3) {
+    return testing::Values(expected_t{"0", 0, ""}, expected_t{"1", 1, ""}, expected_t{"2", 2, from2},
+                           expected_t{"3", 3, from3});
+}
+
 class RecordReaderFrame : public RecordFile, public testing::WithParamInterface<expected_t> {};
 class RecordReaderEmpty : public RecordFile, public testing::WithParamInterface<expected_t> {};
 class RecordReaderOther : public RecordFile, public testing::WithParamInterface<expected_t> {};
@@ -53,10 +59,7 @@ TEST_P(RecordReaderFrame, IsReturnedAsItIsAndShownWithTheTimeOfTheCall) {
 const std::string returned =
     "[DEBUG] BZ::readCAN() t=01:01:01.000007: return: 12:34:56.000789 ch2 123#112233\n";
 
-INSTANTIATE_TEST_SUITE_P(Verbosity, RecordReaderFrame,
-                         testing::Values(expected_t{"0", 0, ""}, expected_t{"1", 1, ""},
-                                         expected_t{"2", 2, returned}, expected_t{"3", 3, returned}),
-                         nameOf);
+INSTANTIATE_TEST_SUITE_P(Verbosity, RecordReaderFrame, printed(returned, returned), nameOf);
 
 TEST_F(RecordReader, ReadsAgainOnlyWhenNoWholeRecordIsLeft) {
     open(0);
@@ -64,14 +67,10 @@ TEST_F(RecordReader, ReadsAgainOnlyWhenNoWholeRecordIsLeft) {
     chunks.push_back(frameRecord(3).substr(9));
 
     for (const std::uint32_t id : {1U, 2U}) {
-        EXPECT_EQ(readOnce(), 0);
-        ASSERT_NE(message, nullptr);
-        EXPECT_EQ(message->getCanId(), id);
+        expectFrame(id);
         EXPECT_EQ(reads, 1);
     }
-    EXPECT_EQ(readOnce(), 0);
-    ASSERT_NE(message, nullptr);
-    EXPECT_EQ(message->getCanId(), 3U);
+    expectFrame(3);
     EXPECT_EQ(reads, 2);
 }
 
@@ -87,11 +86,7 @@ TEST_P(RecordReaderEmpty, IsNoErrorAndNoMessage) {
     EXPECT_EQ(reads, 1);
 }
 
-INSTANTIATE_TEST_SUITE_P(Verbosity, RecordReaderEmpty,
-                         testing::Values(expected_t{"0", 0, ""}, expected_t{"1", 1, ""},
-                                         expected_t{"2", 2, incompleteLine},
-                                         expected_t{"3", 3, incompleteLine}),
-                         nameOf);
+INSTANTIATE_TEST_SUITE_P(Verbosity, RecordReaderEmpty, printed(incompleteLine, incompleteLine), nameOf);
 
 TEST_F(RecordReader, WaitsForTheRestOfARecord) {
     open(2);
@@ -120,10 +115,7 @@ TEST_P(RecordReaderOther, KindIsDiscarded) {
 
 const std::string discarded = "[DEBUG] BZ::readCAN() discard: 12:34:56.000000 ch0 123#AB\n";
 
-INSTANTIATE_TEST_SUITE_P(Verbosity, RecordReaderOther,
-                         testing::Values(expected_t{"0", 0, ""}, expected_t{"1", 1, ""},
-                                         expected_t{"2", 2, ""}, expected_t{"3", 3, discarded}),
-                         nameOf);
+INSTANTIATE_TEST_SUITE_P(Verbosity, RecordReaderOther, printed("", discarded), nameOf);
 
 TEST_P(RecordReaderUnknown, KindIsDiscardedToo) {
     open(GetParam().verbose);
@@ -133,17 +125,12 @@ TEST_P(RecordReaderUnknown, KindIsDiscardedToo) {
     EXPECT_EQ(message, nullptr);
     EXPECT_EQ(withoutBufferLines(text.out), GetParam().out);
     EXPECT_EQ(text.err, "");
-    captured([&] { EXPECT_EQ(readOnce(), 0); });
-    ASSERT_NE(message, nullptr);
-    EXPECT_EQ(message->getCanId(), 5U);
+    captured([&] { expectFrame(5); });
 }
 
 const std::string unknown = "[DEBUG] BZ::readCAN() discard: message of kind 77, 0 bytes\n";
 
-INSTANTIATE_TEST_SUITE_P(Verbosity, RecordReaderUnknown,
-                         testing::Values(expected_t{"0", 0, ""}, expected_t{"1", 1, ""},
-                                         expected_t{"2", 2, ""}, expected_t{"3", 3, unknown}),
-                         nameOf);
+INSTANTIATE_TEST_SUITE_P(Verbosity, RecordReaderUnknown, printed("", unknown), nameOf);
 
 TEST_P(RecordReaderError, IsOneErrorLineWithTheReasonOfTheReadAndTheReadingGoesOn) {
     open(GetParam().verbose);
@@ -157,16 +144,10 @@ TEST_P(RecordReaderError, IsOneErrorLineWithTheReasonOfTheReadAndTheReadingGoesO
     EXPECT_EQ(withoutBufferLines(text.out), GetParam().out);
 
     chunks.push_back(frameRecord(9));
-    captured([&] { EXPECT_EQ(readOnce(), 0); });
-    ASSERT_NE(message, nullptr);
-    EXPECT_EQ(message->getCanId(), 9U);
+    captured([&] { expectFrame(9); });
 }
 
-INSTANTIATE_TEST_SUITE_P(Verbosity, RecordReaderError,
-                         testing::Values(expected_t{"0", 0, ""}, expected_t{"1", 1, ""},
-                                         expected_t{"2", 2, incompleteLine},
-                                         expected_t{"3", 3, incompleteLine}),
-                         nameOf);
+INSTANTIATE_TEST_SUITE_P(Verbosity, RecordReaderError, printed(incompleteLine, incompleteLine), nameOf);
 
 TEST_F(RecordReader, BreaksTheErrorStreamWhenTheSystemHasNoTextForTheReason) {
     open(0);
@@ -189,17 +170,11 @@ TEST_P(RecordReaderGarbage, IsReportedByTheExceptionsTextAndTheRecordBehindItCom
     EXPECT_EQ(text.err, "trace buffer: passed over 3 bytes outside of any sound record\n");
     EXPECT_EQ(withoutBufferLines(text.out), GetParam().out);
 
-    captured([&] { EXPECT_EQ(readOnce(), 0); });
-    ASSERT_NE(message, nullptr);
-    EXPECT_EQ(message->getCanId(), 5U);
+    captured([&] { expectFrame(5); });
     EXPECT_EQ(reads, 1);
 }
 
-INSTANTIATE_TEST_SUITE_P(Verbosity, RecordReaderGarbage,
-                         testing::Values(expected_t{"0", 0, ""}, expected_t{"1", 1, ""},
-                                         expected_t{"2", 2, incompleteLine},
-                                         expected_t{"3", 3, incompleteLine}),
-                         nameOf);
+INSTANTIATE_TEST_SUITE_P(Verbosity, RecordReaderGarbage, printed(incompleteLine, incompleteLine), nameOf);
 
 TEST_F(RecordReader, LetsAnExceptionOfItsFirstLookAtTheBufferOut) {
     open(0);
@@ -211,9 +186,7 @@ TEST_F(RecordReader, LetsAnExceptionOfItsFirstLookAtTheBufferOut) {
     }
     EXPECT_EQ(message, nullptr);
 
-    EXPECT_EQ(readOnce(), 0);
-    ASSERT_NE(message, nullptr) << "the record is not lost";
-    EXPECT_EQ(message->getCanId(), 2U);
+    expectFrame(2); // the record is not lost
 }
 
 TEST_F(RecordReader, TakesNoMemoryForTextBelowTheVerbosityThatPrintsIt) {
