@@ -14,6 +14,15 @@ struct fault_t {
     const char* text;
 };
 
+const fault_t badDescriptor = {"EBADF", EBADF, "Bad file descriptor"};
+const fault_t invalidArgument = {"EINVAL", EINVAL, "Invalid argument"};
+const fault_t noMemory = {"ENOMEM", ENOMEM, "Cannot allocate memory"};
+const fault_t networkDown = {"ENETDOWN", ENETDOWN, "Network is down"};
+const fault_t noDevice = {"ENODEV", ENODEV, "No such device"};
+const fault_t ioError = {"EIO", EIO, "Input/output error"};
+const fault_t interrupted = {"EINTR", EINTR, "Interrupted system call"};
+const fault_t noBuffers = {"ENOBUFS", ENOBUFS, "No buffer space available"};
+
 std::string nameOf(const testing::TestParamInfo<fault_t>& row) {
     return row.param.name;
 }
@@ -45,9 +54,7 @@ TEST_P(PatternWaitFault, EndsTheRunWithOneErrorLineWhicheverWaitFails) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Reasons, PatternWaitFault,
-                         testing::Values(fault_t{"EBADF", EBADF, "Bad file descriptor"},
-                                         fault_t{"EINVAL", EINVAL, "Invalid argument"},
-                                         fault_t{"ENOMEM", ENOMEM, "Cannot allocate memory"},
+                         testing::Values(badDescriptor, invalidArgument, noMemory,
                                          fault_t{"EFAULT", EFAULT, "Bad address"}),
                          nameOf);
 
@@ -92,14 +99,8 @@ TEST_P(PatternReadFault, IsReportedAndTheFrameOnTheWayIsSentAllTheSame) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Reasons, PatternReadFault,
-                         testing::Values(fault_t{"ENETDOWN", ENETDOWN, "Network is down"},
-                                         fault_t{"ENODEV", ENODEV, "No such device"},
-                                         fault_t{"EIO", EIO, "Input/output error"},
-                                         fault_t{"EINTR", EINTR, "Interrupted system call"},
-                                         fault_t{"EBADF", EBADF, "Bad file descriptor"},
-                                         fault_t{"EINVAL", EINVAL, "Invalid argument"},
-                                         fault_t{"ENOMEM", ENOMEM, "Cannot allocate memory"},
-                                         fault_t{"ENOBUFS", ENOBUFS, "No buffer space available"}),
+                         testing::Values(networkDown, noDevice, ioError, interrupted, badDescriptor,
+                                         invalidArgument, noMemory, noBuffers),
                          nameOf);
 
 TEST_P(PatternWriteFault, IsReportedAndCountsAsSentWhicheverWriteFails) {
@@ -121,18 +122,12 @@ TEST_P(PatternWriteFault, IsReportedAndCountsAsSentWhicheverWriteFails) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Reasons, PatternWriteFault,
-                         testing::Values(fault_t{"EINVAL", EINVAL, "Invalid argument"},
-                                         fault_t{"ENOBUFS", ENOBUFS, "No buffer space available"},
-                                         fault_t{"ENETDOWN", ENETDOWN, "Network is down"},
+                         testing::Values(invalidArgument, noBuffers, networkDown,
                                          fault_t{"ENXIO", ENXIO, "No such device or address"},
                                          fault_t{"EAGAIN", EAGAIN, "Resource temporarily unavailable"},
-                                         fault_t{"EIO", EIO, "Input/output error"},
-                                         fault_t{"ENODEV", ENODEV, "No such device"},
-                                         fault_t{"EBADF", EBADF, "Bad file descriptor"},
-                                         fault_t{"EINTR", EINTR, "Interrupted system call"},
+                                         ioError, noDevice, badDescriptor, interrupted,
                                          fault_t{"EMSGSIZE", EMSGSIZE, "Message too long"},
-                                         fault_t{"EPERM", EPERM, "Operation not permitted"},
-                                         fault_t{"ENOMEM", ENOMEM, "Cannot allocate memory"},
+                                         fault_t{"EPERM", EPERM, "Operation not permitted"}, noMemory,
                                          fault_t{"ENOSPC", ENOSPC, "No space left on device"}),
                          nameOf);
 
