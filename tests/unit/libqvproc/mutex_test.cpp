@@ -3,6 +3,7 @@
 #include "libqvproc/mutex.h"
 #include "tests/fakes/captured.h"
 #include "tests/unit/libqvproc/freemutex.h"
+#include "tests/unit/libqvproc/typedmutex.h"
 
 #include <cerrno>
 #include <string>
@@ -35,12 +36,6 @@ int semaphoreV(Mutex& mutex) QV_NO_THREAD_SAFETY_ANALYSIS {
 bool semaphoreTryP(Mutex& mutex) QV_NO_THREAD_SAFETY_ANALYSIS {
     return mutex.tryP();
 }
-
-struct TypedMutex : private Mutex::Attr {
-    explicit TypedMutex(int type) : result(setType(type)), mutex(*this) {}
-    int result;
-    Mutex mutex;
-};
 
 } // namespace
 

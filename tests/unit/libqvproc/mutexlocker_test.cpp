@@ -1,4 +1,5 @@
 #include "tests/unit/libqvproc/freemutex.h"
+#include "tests/unit/libqvproc/typedmutex.h"
 
 #include <cerrno>
 #include <stdexcept>
@@ -37,9 +38,8 @@ TEST(MutexLocker, ReleasesAndTakesTheMutexInsideTheScope) {
 }
 
 TEST(MutexLocker, DoesNotReleaseAtTheEndWhatItHasReleasedBefore) {
-    Mutex::Attr attr;
-    ASSERT_EQ(attr.setType(PTHREAD_MUTEX_RECURSIVE), 0);
-    Mutex mutex(attr);
+    TypedMutex typed(PTHREAD_MUTEX_RECURSIVE);
+    Mutex& mutex = typed.mutex;
     mutex.lock(); // a second release by the locker would take this one away
     [&]() QV_NO_THREAD_SAFETY_ANALYSIS {
         MutexLocker locker(mutex);
@@ -51,9 +51,8 @@ TEST(MutexLocker, DoesNotReleaseAtTheEndWhatItHasReleasedBefore) {
 }
 
 TEST(MutexLocker, PassesTheResultsOfTheMutex) {
-    Mutex::Attr attr;
-    ASSERT_EQ(attr.setType(PTHREAD_MUTEX_ERRORCHECK), 0);
-    Mutex mutex(attr);
+    TypedMutex typed(PTHREAD_MUTEX_ERRORCHECK);
+    Mutex& mutex = typed.mutex;
     [&]() QV_NO_THREAD_SAFETY_ANALYSIS {
         MutexLocker locker(mutex);
         EXPECT_EQ(locker.lock(), EDEADLK);
@@ -63,9 +62,8 @@ TEST(MutexLocker, PassesTheResultsOfTheMutex) {
 }
 
 TEST(MutexLocker, StillReleasesAMutexThatRefusedToBeTakenTwice) {
-    Mutex::Attr attr;
-    ASSERT_EQ(attr.setType(PTHREAD_MUTEX_ERRORCHECK), 0);
-    Mutex mutex(attr);
+    TypedMutex typed(PTHREAD_MUTEX_ERRORCHECK);
+    Mutex& mutex = typed.mutex;
     [&]() QV_NO_THREAD_SAFETY_ANALYSIS {
         MutexLocker locker(mutex);
         EXPECT_EQ(locker.lock(), EDEADLK);
@@ -74,9 +72,8 @@ TEST(MutexLocker, StillReleasesAMutexThatRefusedToBeTakenTwice) {
 }
 
 TEST(MutexLocker, DoesNotReleaseAMutexThatItCouldNotTakeAgain) {
-    Mutex::Attr attr;
-    ASSERT_EQ(attr.setType(PTHREAD_MUTEX_ERRORCHECK), 0);
-    Mutex mutex(attr);
+    TypedMutex typed(PTHREAD_MUTEX_ERRORCHECK);
+    Mutex& mutex = typed.mutex;
     [&]() QV_NO_THREAD_SAFETY_ANALYSIS {
         MutexLocker locker(mutex);
         EXPECT_EQ(locker.unlock(), 0);

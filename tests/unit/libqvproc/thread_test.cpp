@@ -113,22 +113,24 @@ struct Joins {
     FakeSystem fake;
 };
 
+void expectNothingToJoin(Probe& probe) {
+    const Joins joins(0);
+    EXPECT_EQ(probe.join(), ESRCH);
+    EXPECT_EQ(joins.calls, 0);
+}
+
 } // namespace
 
 TEST(ThreadJoin, OfAThreadThatNeverRanReturnsAnErrorNumber) {
     Probe probe;
-    const Joins joins(0);
-    EXPECT_EQ(probe.join(), ESRCH);
-    EXPECT_EQ(joins.calls, 0);
+    expectNothingToJoin(probe);
 }
 
 TEST(ThreadJoin, ForTheSecondTimeReturnsAnErrorNumber) {
     Probe probe;
     EXPECT_EQ(probe.start(), 0);
     EXPECT_EQ(probe.join(), 0);
-    const Joins joins(0);
-    EXPECT_EQ(probe.join(), ESRCH);
-    EXPECT_EQ(joins.calls, 0);
+    expectNothingToJoin(probe);
 }
 
 TEST(ThreadJoin, AfterAFailedStartReturnsAnErrorNumber) {
@@ -141,9 +143,7 @@ TEST(ThreadJoin, AfterAFailedStartReturnsAnErrorNumber) {
         };
         EXPECT_EQ(probe.start(), EAGAIN);
     }
-    const Joins joins(0);
-    EXPECT_EQ(probe.join(), ESRCH);
-    EXPECT_EQ(joins.calls, 0);
+    expectNothingToJoin(probe);
 }
 
 TEST(ThreadJoin, PassesTheSystemsErrorNumberAndMayBeTriedAgain) {
