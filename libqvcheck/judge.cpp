@@ -25,8 +25,8 @@ void Judge::watch(FrameWatcher* watcher) {
 }
 
 void Judge::judge(const receivedFrame_t* frames, std::size_t n) {
-    for (std::size_t i = 0; i < n; ++i) {
-        core->judge(frames[i]);
+    for (; n > 0; --n) {
+        core->judge(*frames++);
     }
 }
 
