@@ -59,11 +59,12 @@ def test_frames_dropped_behind_the_last_one_count_as_well(bus, check, cangen):
     cangen(bus.near, 10)
     seen.stop()
     cangen(bus.near, 25000)
+    arrived = bus.counters(bus.far)[0]  # with two processors not all get so far
     seen.signal(signal.SIGTERM)
     seen.go_on()
     assert seen.exit_status() == 4, seen
     summary = seen.summary()
-    assert summary["findings"]["overrun"] + summary["frames"] == 25010
+    assert summary["findings"]["overrun"] + summary["frames"] == arrived
     assert summary["findings"]["overrun"] == summary["host"]["interfaces"][bus.far]["queueDrops"] > 1000
 
 
