@@ -1,6 +1,7 @@
 #include "qvtools/checkrun.h"
 
 #include "libqvcheck/cansocket.h"
+#include "libqvutil/utility.h"
 #include "qvtools/runclock.h"
 
 #include <algorithm>
@@ -9,8 +10,10 @@
 
 namespace {
 
-constexpr std::int64_t lookEvery = 1000000000;
-constexpr std::int64_t drainAtMost = 1000000000;
+constexpr std::int64_t lookEvery = nsPerSecond;
+
+/// A slow board takes seconds for a full queue of 8 MiB: 24,000 frames.
+constexpr std::int64_t drainAtMost = 10 * nsPerSecond;
 
 bool hasAny(const std::vector<std::string>& devices) {
     return std::find(devices.begin(), devices.end(), anyInterface) != devices.end();
