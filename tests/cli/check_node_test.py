@@ -106,7 +106,7 @@ def shown(terminal, program, text):
     return next(line for line in reversed(lines_of(terminal)) if text in line)
 
 
-def test_a_terminal_gets_a_line_on_how_it_stands_four_times_a_second(live, send, terminal):
+def test_a_terminal_gets_a_line_on_how_it_stands(live, send, terminal):
     seen = live(200)
     send("1", "100")
     line = shown(terminal, seen, "s1 64  0/s")
@@ -118,7 +118,8 @@ def test_the_live_line_is_cut_to_the_width_of_the_terminal(live, send, terminal,
     seen = live(columns)
     send("1", "100")
     shown(terminal, seen, "s1 64")
-    assert {len(line) for line in lines_of(terminal)} == {columns}
+    widths = [len(line) for line in lines_of(terminal)]  # the first may have no stream to tell of
+    assert max(widths) == widths[-1] == columns
 
 
 def test_counts_that_are_not_zero_are_in_colour(live, send, terminal):
