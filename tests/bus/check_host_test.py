@@ -36,7 +36,7 @@ def wait_for_frames(check_run, count):
 
 @pytest.mark.parametrize("kind", [[], ["-f"]], ids=["classic", "fd"])
 def test_a_check_that_was_stopped_blames_its_own_queue_to_the_frame(bus, check, qvcan, kind):
-    frames = 25000  # more than the queue of 8 MiB holds
+    frames = 30000  # more than the queue of 8 MiB holds, and than a check reads before it is stopped
     seen = check("-d", bus.far, "-i", 1, "-l", frames + 2000, *kind)
     program = qvcan("-d", bus.near, "-p", "-l", frames + 2000, "-t", 0, "-i", 1, *kind)
     wait_for_frames(seen, 100)
