@@ -3,6 +3,7 @@
 import os
 from pathlib import Path
 import re
+import shlex
 import signal
 
 import pytest
@@ -71,7 +72,7 @@ def test_a_command_of_the_manual_judges_what_it_says(bus, start, qvcan, tmp_path
     far = re.search(r"\bcan\d\b", line)[0]
     sender = ["-f", "-t", "2m", "-j", 0] + (["-e", 100] if "-e 100" in line else [])
     foreground, alone = ([], "") if "|" in line else (["--foreground"], "exec ")
-    words = f"cd {tmp_path} && PATH={os.environ['QV_BIN']}:$PATH && {alone}{line}"
+    words = f"cd {shlex.quote(str(tmp_path))} && PATH={shlex.quote(os.environ['QV_BIN'])}:$PATH && {alone}{line}"
     seen = start(Program, "timeout", *foreground, "--preserve-status", "-s", "INT", "300", "bash", "-c", words)
     wait_for_listeners(far, 1)
     assert qvcan("-d", bus.other(far), "-p", "-i", 1, "-l", 300, *sender).exit_status() == 0
