@@ -1,5 +1,6 @@
 """Completion in zsh."""
 
+import shlex
 import subprocess
 
 import pytest
@@ -63,6 +64,6 @@ def test_zsh_finds_the_file_by_its_commands():
 
 
 def test_zsh_looks_at_the_interfaces_of_the_machine_by_default():
-    ask = f"compdef() {{ : }}; _arguments() {{ : }}; service=qvcan; source {COMPLETION}/_qv; _qv_net"
+    ask = f"compdef() {{ : }}; _arguments() {{ : }}; service=qvcan; source {shlex.quote(str(COMPLETION / '_qv'))}; _qv_net"
     done = subprocess.run(["zsh", "-f", "-c", ask], capture_output=True, text=True, check=True)
     assert done.stdout == "/sys/class/net\n"

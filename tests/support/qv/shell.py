@@ -38,7 +38,8 @@ class Bash:
         program = line.split()[0]
         result = self.folder.parent / "typed"
         rc = self.folder.parent / "bashrc"
-        rc.write_text(f"{self.setting}\n{program}() {{ printf '%s\\n' \"$@\" >{result}.new; mv {result}.new {result}; exit; }}\nPS1='ready>'\n",
+        file = shlex.quote(str(result))
+        rc.write_text(f"{self.setting}\n{program}() {{ printf '%s\\n' \"$@\" >{file}.new; mv {file}.new {file}; exit; }}\nPS1='ready>'\n",
                       encoding="utf-8")
         return in_terminal(["bash", "--noprofile", "--rcfile", str(rc), "-i"], self.folder, result, b"ready>", f"{line}\x1b*\r".encode())
 
