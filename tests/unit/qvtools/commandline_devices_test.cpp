@@ -4,8 +4,10 @@
 #include "tests/fakes/arguments.h"
 #include "tests/fakes/candevicetestaccess.h"
 #include "tests/fakes/captured.h"
+#include "tests/fakes/lockprobe.h"
 #include "tests/unit/qvtools/setupsystem.h"
 
+#include <iostream>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -206,6 +208,18 @@ INSTANTIATE_TEST_SUITE_P(
             {"-vvvv", "-t", "2Y", "-j", "1"},
             "[DEBUG] BZ::parse() timegapUnit=2*10^24 (prefix=1) timegap=18446744073709551614\xC2\xB5s\n"}),
     [](const auto& row) { return std::string(row.param.name); });
+
+TEST(CommandLineDebugLine, IsWrittenWholeUnderTheLogLockAloneAndFlushed) {
+    const SetupSystem system;
+    const LockProbe out(std::cout);
+    parse({"-vv", "-t", "1m"});
+
+    ASSERT_EQ(out.pieces.size(), 1U);
+    EXPECT_EQ(out.pieces.front().text,
+              "[DEBUG] BZ::parse() timegapUnit=1*10^-3 (prefix=1) timegap=1000\xC2\xB5s\n");
+    EXPECT_TRUE(out.pieces.front().locks.log && !out.pieces.front().locks.device);
+    EXPECT_EQ(out.flushes, 1U);
+}
 
 TEST(CommandLineDebugLine, ComesBeforeTheDescriptorIsOpened) {
     const Captured text = captured([] {
