@@ -6,6 +6,7 @@
 #include "tests/fakes/pieces.h"
 #include "tests/unit/qvtools/setupsystem.h"
 
+#include <algorithm>
 #include <clocale>
 #include <iostream>
 #include <ostream>
@@ -124,7 +125,7 @@ TEST(CommandLineUsage, IsWrittenInOneInsertionAndFlushed) {
     EXPECT_EQ(out.flushes, 1U);
 }
 
-TEST(CommandLine, SetsTheLocaleBeforeTheOptionTableIsUpdatedAndBothBeforeTheFirstSystemCall) {
+TEST(CommandLine, SetsTheLocaleThenUpdatesTheOptionTableOnceAndBothBeforeTheFirstSystemCall) {
     Arguments arguments({"-d", "can1"});
     SetupSystem::calls_t calls;
     captured([&] {
@@ -136,6 +137,7 @@ TEST(CommandLine, SetsTheLocaleBeforeTheOptionTableIsUpdatedAndBothBeforeTheFirs
     ASSERT_GT(calls.size(), 2U);
     EXPECT_EQ(calls[0], setLocale);
     EXPECT_EQ(calls[1], "update");
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "update"), 1);
 }
 
 TEST(CommandLine, SetsTheProgramsNameWhateverFollows) {
