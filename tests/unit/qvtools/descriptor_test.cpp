@@ -1,9 +1,11 @@
 // The set-up of the socket, call by call, as the kernel sees it.
 
 #include "tests/fakes/candevicetestaccess.h"
+#include "tests/fakes/lockprobe.h"
 #include "tests/unit/qvtools/parsecall.h"
 
 #include <cerrno>
+#include <iostream>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -43,6 +45,15 @@ TEST(SocketSetUp, MakesFourCallsAndNoneOfThemAboutFd) {
     EXPECT_EQ(result.calls, calls_t({setLocale, openSocket, findInterface, loopbackOff, bindSocket}));
     EXPECT_EQ(result.text.out + result.text.err, "");
     EXPECT_EQ(result.devices, 1U);
+}
+
+TEST(SocketSetUp, MakesTheSameFourCallsForEveryOptionThatIsNotAboutFd) {
+    const setup_t result = ParseCall{
+        {"-apyv", "-l", "3", "-c", "2", "-i", "0x80000001", "-t", "1m", "-j", "1u", "-e", "2", "-r", "in",
+         "-s", "out"}}.run();
+
+    EXPECT_EQ(result.calls, calls_t({setLocale, openSocket, findInterface, loopbackOff, bindSocket}));
+    EXPECT_EQ(result.text.out + result.text.err, "");
 }
 
 class SocketSetUpWithFd : public testing::TestWithParam<const char*> {};
@@ -174,6 +185,61 @@ TEST(SocketSetUp, BreaksTheErrorStreamWhenTheInterfaceHasNoName) {
     EXPECT_FALSE(result.text.errGood);
     EXPECT_EQ(result.devices, 0U);
 }
+
+namespace {
+
+typedef std::vector<std::string> texts_t;
+
+struct lines_t {
+    const char* name;
+    bool network;
+    std::size_t call; ///< which of the calls fails
+    const char* device;
+    texts_t out;
+    texts_t err;
+    friend void PrintTo(const lines_t& row, std::ostream* out) { *out << row.name; }
+};
+
+class SetUpLines : public testing::TestWithParam<lines_t> {};
+
+/// What was written; each of it has to be without a lock, and flushed.
+texts_t bareLinesOf(const LockProbe& probe) {
+    texts_t texts;
+    for (const LockProbe::piece_t& piece : probe.pieces) {
+        EXPECT_FALSE(piece.locks.log || piece.locks.device) << piece.text;
+        texts.push_back(piece.text);
+    }
+    EXPECT_GE(probe.flushes, texts.size());
+    return texts;
+}
+
+} // namespace
+
+TEST_P(SetUpLines, AreEachOneInsertionWithoutALockAndFlushed) {
+    Arguments arguments({"-f"});
+    const SetupSystem system(GetParam().call, EPERM);
+    const LockProbe out(std::cout);
+    const LockProbe err(std::cerr);
+    CanDevice::parse(arguments.count(), arguments.vector(), GetParam().device, GetParam().network);
+
+    EXPECT_EQ(bareLinesOf(out), GetParam().out);
+    EXPECT_EQ(bareLinesOf(err), GetParam().err);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Calls, SetUpLines,
+    testing::Values(
+        lines_t{"none", true, 0, "can0", {enabled}, {}},
+        lines_t{"socket", true, 1, "can0", {}, {"error creating socket: Operation not permitted\n"}},
+        lines_t{"name", true, 0, "can-interface-01", {}, {tooLong("can-interface-01")}},
+        lines_t{"ioctl", true, 2, "can0", {}, {"ioctl error can0: Operation not permitted\n"}},
+        lines_t{
+            "loopback", true, 3, "can0", {enabled}, {"cannot disable loopback: Operation not permitted\n"}},
+        lines_t{
+            "fd_frames", true, 4, "can0", {}, {"cannot enable CAN_RAW_FD_FRAMES: Operation not permitted\n"}},
+        lines_t{"bind", true, 5, "can0", {enabled}, {"bind error: Operation not permitted\n"}},
+        lines_t{"open", false, 1, "file", {}, {"error opening file: Operation not permitted\n"}}),
+    [](const auto& row) { return std::string(row.param.name); });
 
 namespace {
 
