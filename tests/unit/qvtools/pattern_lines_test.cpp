@@ -2,8 +2,11 @@
 
 #include "tests/fakes/lockprobe.h"
 #include "tests/unit/qvtools/patternsender.h"
+#include "tests/unit/qvtools/recordfile.h"
 
+#include <deque>
 #include <iostream>
+#include <sstream>
 #include <streambuf>
 
 namespace {
@@ -101,6 +104,77 @@ TEST_F(PatternLines, ShowNothingOfAReadThatYieldedNoFrame) {
     EXPECT_EQ(text.out.find("discard"), std::string::npos);
     EXPECT_EQ(text.err, "read: incomplete CAN frame\n");
     EXPECT_EQ(frames.size(), 1U);
+}
+
+namespace {
+
+/// A pattern sender on a device file that delivers each kind of input before it takes a frame.
+class PatternLinesOfRecords : public PatternLines {
+protected:
+    PatternLinesOfRecords() {
+        settings.network = false;
+        clock += 1000000;
+        system.read = [this](int, void* to, std::size_t) {
+            const std::string bytes = chunks.front();
+            chunks.pop_front();
+            std::memcpy(to, bytes.data(), bytes.size());
+            return static_cast<ssize_t>(bytes.size());
+        };
+        onWait = [this](const wait_t&) { return outcome_t{!chunks.empty(), chunks.empty(), 0}; };
+    }
+
+    /// What is printed before the frame is sent, the waits left out.
+    static std::string linesAboutInput(const std::string& out) {
+        std::istringstream in(out.substr(0, out.find("[DEBUG] BZ::sendCAN()")));
+        std::string lines;
+        for (std::string line; std::getline(in, line);) {
+            lines += line.find("select") == std::string::npos ? line + "\n" : "";
+        }
+        return lines;
+    }
+
+    std::deque<std::string> chunks{classicRecord(0x123), frameRecord(0x321), "abc",
+                                   frameRecord(4).substr(0, 9)};
+};
+
+const char* const reportOfGarbage = "trace buffer: passed over 3 bytes outside of any sound record\n";
+
+} // namespace
+
+TEST_F(PatternLinesOfRecords, AreOnlyTheReportOfGarbageBelowVerbosityTwo) {
+    const Captured text = lines(1);
+
+    EXPECT_EQ(text.out, "");
+    EXPECT_EQ(text.err, reportOfGarbage);
+}
+
+TEST_F(PatternLinesOfRecords, ShowWhatTheReaderReturnsAndWhatIsDiscardedAtVerbosityTwo) {
+    const Captured text = lines(2);
+
+    EXPECT_EQ(linesAboutInput(text.out),
+              "[DEBUG] BZ::readCAN() t=12:34:57.000789: return: 12:34:56.000789 ch2 321#112233\n"
+              "[DEBUG] BZ::sendPattern() discard: 12:34:56.000789 ch2 321#112233\n"
+              "[DEBUG] BZ::readCAN() incomplete buffer read\n"
+              "[DEBUG] BZ::readCAN() incomplete buffer read\n");
+    EXPECT_EQ(text.err, reportOfGarbage);
+}
+
+TEST_F(PatternLinesOfRecords, ShowOtherKindsAndTheBuffersReadsFromVerbosityThreeOn) {
+    const Captured text = lines(3);
+
+    EXPECT_EQ(linesAboutInput(text.out),
+              "[DEBUG] BZ::getNextMessage() read 29, buffered 29\n"
+              "[DEBUG] BZ::readCAN() discard: 12:34:56.000000 ch0 123#AB\n"
+              "[DEBUG] BZ::getNextMessage() read 31, buffered 31\n"
+              "[DEBUG] BZ::readCAN() t=12:34:57.000789: return: 12:34:56.000789 ch2 321#112233\n"
+              "[DEBUG] BZ::sendPattern() discard: 12:34:56.000789 ch2 321#112233\n"
+              "[DEBUG] BZ::getNextMessage() read 3, buffered 3\n"
+              "[DEBUG] BZ::getNextMessage() " +
+                  std::string(reportOfGarbage) +
+                  "[DEBUG] BZ::readCAN() incomplete buffer read\n"
+                  "[DEBUG] BZ::getNextMessage() read 9, buffered 9\n"
+                  "[DEBUG] BZ::readCAN() incomplete buffer read\n");
+    EXPECT_EQ(text.err, reportOfGarbage);
 }
 
 TEST_F(PatternLines, ShowTheSetsAsAFailedWaitLeftThem) {
