@@ -55,6 +55,22 @@ TEST_P(PatternLinesVerbose, TellEveryStepOfAFrame) {
 
 INSTANTIATE_TEST_SUITE_P(Levels, PatternLinesVerbose, testing::Values(2, 3));
 
+TEST_F(PatternLines, NameAnInjectedErrorBeforeItsFrameAndCountTheFrameAlthoughItCouldNotBeWritten) {
+    settings.errnum = 1;
+    onWrite = [](std::size_t) -> ssize_t {
+        errno = ENOBUFS;
+        return -1;
+    };
+    const Captured text = lines(2);
+
+    EXPECT_EQ(text.out, dueLines + "[DEBUG] BZ::sendPattern() injected error at payload[0]\n"
+                                   "[DEBUG] BZ::sendCAN() send: 12:34:56.000789 ch0 123#FF00012300010203\n"
+                                   "raw\n"
+                                   "23 01 00 00 08 00 00 00 ff 00 01 23 00 01 02 03  |#..........#....|\n"
+                                   "[DEBUG] BZ::sendPattern() msg counter: 0\n");
+    EXPECT_EQ(text.err, "write error: No buffer space available\n");
+}
+
 TEST_F(PatternLines, AreNoneBelowVerbosityTwo) {
     settings.loop = 3;
     settings.errnum = 1;

@@ -51,6 +51,14 @@ INSTANTIATE_TEST_SUITE_P(Rows, SendFilePrinted,
                                     std::to_string(row.param.loop);
                          });
 
+TEST_F(SendFile, ShowsTheCountOfFramesThatCouldNotBeWrittenToo) {
+    fail = true;
+    fill(counting(130));
+    const Captured text = send(2);
+
+    EXPECT_EQ(withoutWriter(text.out), counters + "\n");
+}
+
 TEST_F(SendFile, SendsAShortFileOnceAlthoughItCountsThreePasses) {
     settings.loop = 3;
     fill(counting(10));
