@@ -1,15 +1,10 @@
 #include "libqvcheck/findinglimit.h"
 
 #include "libqvcheck/numbertext.h"
+#include "libqvutil/utility.h"
 
 #include <ostream>
 #include <utility>
-
-namespace {
-
-constexpr std::int64_t second = 1000000000;
-
-} // namespace
 
 FindingLimit::FindingLimit(Report& _report, std::ostream& _out, std::function<std::int64_t()> _clock)
     : report(_report),
@@ -48,7 +43,7 @@ bool FindingLimit::hasRoom() {
     const std::int64_t now = clock();
     if (now >= secondEnds) {
         tellRest();
-        secondEnds = now + second;
+        secondEnds = now + nsPerSecond;
         told = 0;
     }
     any = ++told > MOST;

@@ -1,6 +1,6 @@
 #include "libqvcheck/recordsource.h"
 
-#include <ctime>
+#include "libqvcheck/hostclock.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -33,7 +33,5 @@ std::size_t RecordSource::read(receivedFrame_t* frames, std::size_t n) {
 
 void RecordSource::fill() {
     input.fill();
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    arrival = std::int64_t{now.tv_sec} * 1000000000 + now.tv_nsec;
+    arrival = systemNanoseconds();
 }

@@ -1,12 +1,12 @@
 #include "qvtools/checkreports.h"
 
 #include "libqvcheck/findinglimit.h"
+#include "libqvcheck/hostclock.h"
 #include "libqvcheck/jsonreport.h"
 #include "libqvcheck/textreport.h"
 #include "libqvio/standardstreams.h"
 #include "libqvutil/exception.h"
 #include "libqvutil/utility.h"
-#include "qvtools/runclock.h"
 
 #include <cerrno>
 #include <iostream>

@@ -1,8 +1,8 @@
 #include "qvtools/checkrun.h"
 
 #include "libqvcheck/cansocket.h"
+#include "libqvcheck/hostclock.h"
 #include "libqvutil/utility.h"
-#include "qvtools/runclock.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,6 +1,6 @@
 #include "qvtools/runtime.h"
 
-#include "qvtools/runclock.h"
+#include "libqvcheck/hostclock.h"
 
 void RunTime::read(const receivedFrame_t& frame, std::int64_t now) {
     lastInterface = frame.interface;

@@ -1,4 +1,4 @@
-#include "qvtools/runclock.h"
+#include "libqvcheck/hostclock.h"
 
 #include "libqvutil/utility.h"
 
@@ -10,7 +10,7 @@ namespace {
 std::int64_t nanosecondsOf(clockid_t clock) {
     timespec now{};
     clock_gettime(clock, &now);
-    return std::int64_t{now.tv_sec} * 1000000000 + now.tv_nsec;
+    return std::int64_t{now.tv_sec} * nsPerSecond + now.tv_nsec;
 }
 
 } // namespace
