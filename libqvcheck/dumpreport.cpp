@@ -61,7 +61,6 @@ void DumpReport::frame(const receivedFrame_t& frame, std::int64_t time) {
         ++drops;
         want(next - 1, frame.interface);
     }
-    placeComments();
     settle(time);
 }
 
