@@ -184,7 +184,7 @@ private:
         f.span = seen.at.time - opened.time;
         f.frame = &seen.frame;
         ++s.counts.reordered;
-        const std::uint32_t toWrap = (counter + 32) & (s.idValues() - 1);
+        const std::uint32_t toWrap = (counter + 32) & s.key.idMask();
         s.reorderedAtWrap += toWrap <= 64 ? 1U : 0U;
         s.maxExtent = std::max(s.maxExtent, f.extent);
         s.maxLateTime = std::max(s.maxLateTime, f.span);

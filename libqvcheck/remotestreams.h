@@ -22,9 +22,8 @@ public:
           joiner(_joiner) {}
 
     void judge(interface_type& in, const receivedFrame_t& frame, const arrivalTime_t& at) {
-        const bool extended = (frame.canId & CAN_EFF_FLAG) != 0;
-        const streamKey_t key = {frame.interface, SR_REMOTE, extended, 0, 0};
-        const std::uint32_t id = frame.canId & (extended ? CAN_EFF_MASK : CAN_SFF_MASK);
+        const streamKey_t key = {frame.interface, SR_REMOTE, (frame.canId & CAN_EFF_FLAG) != 0, 0, 0};
+        const std::uint32_t id = frame.canId & key.idMask();
         const sighting_t seen = {frame, at, in.clock.steps()};
         if (!accept(in, key, id, seen) && !demanded(in, key, id, seen)) {
             found(in, key, id, seen);
@@ -82,16 +81,15 @@ private:
     }
 
     bool demanded(interface_type& in, const streamKey_t& key, std::uint32_t id, const sighting_t& seen) {
-        const std::uint32_t mask = key.extended ? CAN_EFF_MASK : CAN_SFF_MASK;
         for (std::size_t i = 0; i < demands.ids.size(); ++i) {
-            const std::uint32_t start = demands.ids[i] & mask;
+            const std::uint32_t start = demands.ids[i] & key.idMask();
             const bool fits = (demands.ids[i] & CAN_RTR_FLAG) != 0 &&
                               ((demands.ids[i] & CAN_EFF_FLAG) != 0) == key.extended;
-            const std::uint32_t ahead = id == 1 && start == 0 ? 0 : (id - start) & mask;
-            if (fits && ahead < Limits::near && !founder.isBorn(key, i)) {
+            const std::uint32_t behindStart = id == 1 && start == 0 ? 0 : (id - start) & key.idMask();
+            if (fits && behindStart < Limits::near && !founder.isBorn(key, i)) {
                 stream_t* const s = founder.addDemanded(key, start, i, seen.at);
                 if (s != nullptr) {
-                    joiner.join(in, *s, start + ahead, seen);
+                    joiner.join(in, *s, start + behindStart, seen);
                 }
                 return s != nullptr;
             }

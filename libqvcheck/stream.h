@@ -24,6 +24,7 @@ struct streamKey_t {
         return std::uint32_t{interface} << 24 | std::uint32_t{role} << 16 | (extended ? 1U << 15 : 0U) |
                std::uint32_t{length} << 8 | tag;
     }
+    std::uint32_t idMask() const { return extended ? CAN_EFF_MASK : CAN_SFF_MASK; }
     /// Same but for the tag.
     bool sameClass(const streamKey_t& other) const { return ((packed() ^ other.packed()) >> 8) == 0; }
     bool operator==(const streamKey_t& other) const { return packed() == other.packed(); }
@@ -88,7 +89,7 @@ struct Stream {
         return window.next() + (up < modulus / 2 ? up : up - modulus);
     }
 
-    std::uint32_t idValues() const { return (key.extended ? CAN_EFF_MASK : CAN_SFF_MASK) + 1; }
+    std::uint32_t idValues() const { return key.idMask() + 1; }
 
     /// The first counter is the sender's first frame: its run begins at 0 and its counter is an identifier.
     bool startsHere(std::uint32_t counter) const {

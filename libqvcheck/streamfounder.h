@@ -65,7 +65,7 @@ public:
                               const arrivalTime_t& at) {
         std::size_t best = demands.ids.size();
         for (std::size_t i = 0; i < demands.ids.size(); ++i) {
-            const std::uint32_t start = demands.ids[i] & ((key.extended ? CAN_EFF_MASK : CAN_SFF_MASK));
+            const std::uint32_t start = demands.ids[i] & key.idMask();
             if (fits(demands.ids[i], key) && counter - start < reach && !isBorn(key, i)) {
                 best = i;
                 reach = counter - start;

@@ -243,7 +243,7 @@ private:
 
     /// A demanded stream that began again has its first frame where it had it before.
     void findStart(stream_t& n, std::uint32_t id) {
-        const std::uint32_t start = id & (n.idValues() - 1);
+        const std::uint32_t start = id & n.key.idMask();
         const std::uint32_t absent = n.first - start;
         if (absent >= Limits::near) {
             return;
