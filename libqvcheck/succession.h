@@ -25,7 +25,7 @@ public:
 
     /// A stream was born: a name, or one on loan.
     void born(stream_t& n) {
-        const stream_t* const s = n.parent != nullptr ? n.parent : predecessor(n);
+        const stream_t* const s = precursor(n);
         if (s == nullptr) {
             name(n);
         } else {
@@ -44,7 +44,7 @@ public:
     /// Decides what an unnamed stream is when that can be said at `now`. The stream may be gone afterwards,
     /// or another one of its key.
     void explain(stream_t& n, std::int64_t now) {
-        stream_t* const s = n.parent != nullptr ? n.parent : predecessor(n);
+        stream_t* const s = precursor(n);
         if (s == nullptr) {
             name(n);
         } else if (n.frames >= Limits::successorFrames || now >= dueAfter(*s)) {
@@ -54,7 +54,7 @@ public:
 
     /// When `explain` will know, at the latest, while nothing else comes.
     std::int64_t due(const stream_t& n) const {
-        const stream_t* const s = n.parent != nullptr ? n.parent : predecessor(n);
+        const stream_t* const s = precursor(n);
         return s == nullptr ? n.born.time : dueAfter(*s);
     }
 
@@ -140,6 +140,9 @@ private:
         return s.lastRecord.time + std::max<std::int64_t>(Limits::silence, 8 * s.meanGap());
     }
 
+    /// The stream whose name `n` goes by until it has one; null when it is one of its own.
+    stream_t* precursor(const stream_t& n) const { return n.parent != nullptr ? n.parent : predecessor(n); }
+
     /// The silent stream that `n` goes on with most likely; null when all that could be it spoke since.
     stream_t* predecessor(const stream_t& n) const {
         stream_t* best = nullptr;
@@ -164,18 +167,11 @@ private:
     }
 
     void explainNow(stream_t& n) {
-        if (n.parent != nullptr) {
-            const bool within = ahead(n.window.next(), n.parent->window.next()) <= 0;
-            if (within && !n.beganLike(*n.parent)) {
-                fold(n);
-            } else {
-                succeed(*n.parent, n);
-            }
-            return;
-        }
-        stream_t* const s = predecessor(n);
+        stream_t* const s = precursor(n);
         if (s == nullptr) {
             name(n);
+        } else if (n.parent != nullptr && !n.beganLike(*s) && ahead(n.window.next(), s->window.next()) <= 0) {
+            fold(n);
         } else {
             succeed(*s, n);
         }
