@@ -53,12 +53,17 @@ public:
 private:
     using chain_t = std::array<heldFrame_t*, Limits::chain>;
 
+    /// Where the frame belongs if it is a damaged one.
+    place_t<Limits> placeOfDamaged(const heldFrame_t& held) const {
+        Reading reading(held.frame, held.role());
+        reading.vote();
+        return placeOf(table, reading, held.key, true);
+    }
+
     bool explainedByDamage(const chain_t& chain) const {
         for (std::uint32_t i = 0; i + 1 < Limits::chain; ++i) {
             const heldFrame_t& held = *chain[i];
-            Reading reading(held.frame, held.role());
-            reading.vote();
-            const place_t<Limits> place = placeOf(table, reading, held.key, true);
+            const place_t<Limits> place = placeOfDamaged(held);
             if (place.stream == nullptr || place.distance == 0 ||
                 place.stream->last.number < held.at.number) {
                 return false;
@@ -134,9 +139,7 @@ private:
         if (s.startsHere(counter)) {
             return counter;
         }
-        Reading reading(held.frame, held.role());
-        reading.vote();
-        const place_t<Limits> place = placeOf(table, reading, held.key, true);
+        const place_t<Limits> place = placeOfDamaged(held);
         const bool below = place.stream == &s && counter - place.counter <= Limits::near;
         return below ? place.counter : counter;
     }
