@@ -98,7 +98,6 @@ public:
     }
     gap_t& oldest() { return gaps[gapStart]; }
     const gap_t& oldest() const { return gaps[gapStart]; }
-    std::uint32_t openGaps() const { return gapCount; }
     void dropOldest() {
         gapStart = (gapStart + 1) % mostGaps;
         --gapCount;
