@@ -1,6 +1,6 @@
 # Helpers for the lists of the folders. Warnings belong to our own targets, so that code of others built along is left alone.
 
-# Where reading the headers takes longer than what is asked of the compiler, the files of a library are compiled in one go.
+# Where reading the headers takes longer than what is asked of the compiler, the files of a library are compiled together.
 if(QV_SANITIZE OR QV_TIDY)
   set(QV_LIBRARIES_TOGETHER ON)
 endif()
@@ -50,6 +50,13 @@ function(qv_fast level)
   set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_OPTIONS $<$<CONFIG:Release>:${level}>)
 endfunction()
 
+# Compiles the files of a target so many at a time. No other file includes them, so gcc's -Wsubobject-linkage does not apply.
+function(qv_together name files)
+  set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${files}
+    UNITY_BUILD_CODE_BEFORE_INCLUDE "// NOLINTNEXTLINE(bugprone-suspicious-include)")
+  target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
+endfunction()
+
 # qv_library(NAME SOURCES file... [LINK library...]): one folder, one static library.
 function(qv_library name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
@@ -58,9 +65,7 @@ function(qv_library name)
   qv_small(${name})
   qv_tidy(${name})
   if(QV_LIBRARIES_TOGETHER)
-    set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 12
-      UNITY_BUILD_CODE_BEFORE_INCLUDE "// NOLINTNEXTLINE(bugprone-suspicious-include)")
-    target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>) # nobody else includes these files
+    qv_together(${name} 12)
   endif()
 endfunction()
 
@@ -105,8 +110,7 @@ function(qv_unit_test name)
   endif()
   qv_unoptimised(${name})
   if(QV_TESTS_TOGETHER)
-    set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 10)
-    target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>) # nobody else includes these files
+    qv_together(${name} 10)
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES TIMEOUT 600 LABELS unit FAIL_REGULAR_EXPRESSION "SKIPPED")
   else()
