@@ -27,7 +27,7 @@ public:
           founder(_founder),
           joiner(_joiner) {}
 
-    /// How far a sound frame is from what the stream expects; the highest number when it is none of its own.
+    /// How far a sound frame is from what the stream expects; UINT32_MAX when it is none of its own.
     static std::uint32_t costOf(const stream_t& s, std::uint32_t counter) {
         const std::int32_t d = ahead(counter, s.window.next());
         if (d >= 0) {

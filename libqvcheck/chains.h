@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <array>
 
-/// Says what a chain of held frames is that go on from each other: damage, a repeated block, or the beginning
-/// of a stream, which then takes what is held of it. Owns nothing. Used by one thread.
+/// Decides what a chain is, held frames that go on from each other: damage, a repeated block, or the
+/// beginning of a stream, which then takes its frames from those held. Owns nothing. Used by one thread.
 template<typename Limits>
 class Chains {
 public:

@@ -4,7 +4,8 @@
 #include "libqvcheck/foreignframes.h"
 
 /// Decides what held frames are once nothing more is waited for: frames of a stream, sound or damaged, stray,
-/// of further streams that have no room, or foreign. Owns nothing but two counts. Used by one thread.
+/// of further streams that have no room, or foreign. Owns nothing but a count and a flag. Used by one
+/// thread.
 template<typename Limits>
 class HeldVerdicts {
 public:

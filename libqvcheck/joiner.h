@@ -8,9 +8,9 @@
 #include "libqvcheck/steadystreams.h"
 #include "libqvcheck/succession.h"
 
-/// Takes frames into their places in streams, and does what follows from that: gaps that leave the window are
-/// given up, the other half of a pair is told, and what a stream is may show. Owns nothing. Used by one
-/// thread.
+/// Takes frames into their places in streams, and does what follows from that: gives up gaps that leave the
+/// window, tells the other half of a pair, and decides what an unnamed stream is that has gone on for long
+/// enough. Owns nothing. Used by one thread.
 template<typename Limits>
 class Joiner {
 public:

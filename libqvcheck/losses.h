@@ -17,7 +17,7 @@ public:
           reporter(_reporter),
           streamDemands(_demands, _reporter) {}
 
-    /// The oldest gap, of which there is one, is lost for good.
+    /// The oldest gap is lost for good. There must be one.
     void giveUpOldest(stream_t& s) {
         const gap_t gap = s.window.oldest();
         s.window.dropOldest();

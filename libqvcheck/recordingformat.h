@@ -4,7 +4,7 @@
 #include "libqvcheck/inputblocks.h"
 #include "libqvcheck/inputcounts.h"
 
-/// Frames from a recording in one of the forms that there are.
+/// Base of the readers of a recording, one for each format.
 class RecordingFormat : public FrameSource {
 public:
     /// All three outlive it.

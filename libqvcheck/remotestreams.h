@@ -5,7 +5,8 @@
 #include <array>
 
 /// Remote frames carry no payload, so only the identifier says which frame one is. A stream is demanded, or
-/// founded by frames in a row; its frames are looked for in half of the identifiers' range at most.
+/// founded by frames in a row; its frames are looked for in half of the identifiers' range at most. Owns the
+/// frames that have founded nothing yet. Used by one thread.
 template<typename Limits>
 class RemoteStreams {
 public:

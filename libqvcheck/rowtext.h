@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <string>
 
-// What the rows and columns of the text report are put together from.
+// Pieces of the text report's rows and columns.
 
-/// Filled up with blanks behind it, or in front of it, where it has less than `width` characters.
+/// Padded with blanks to `width` characters; a longer text stays as it is.
 std::string leftAligned(std::string text, std::size_t width);
 std::string rightAligned(const std::string& text, std::size_t width);
 

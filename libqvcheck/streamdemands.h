@@ -7,8 +7,8 @@
 
 #include <cstdlib>
 
-/// Holds a stream against the demands: its number of frames, its pace, its silences, its format. Owns nothing
-/// and remembers nothing: what it counts is in the stream, and each user has one. Used by one thread.
+/// Checks a stream against the demands: its number of frames, its pace, its silences, its format. Owns
+/// nothing and remembers nothing: what it counts is in the stream, and each user has one. Used by one thread.
 template<typename Limits>
 class StreamDemands {
 public:

@@ -74,7 +74,7 @@ public:
         return best < demands.ids.size() ? addDemanded(key, counter - reach, best, at) : nullptr;
     }
 
-    /// Has the demand its stream in this class?
+    /// Does the demand have its stream with this key?
     bool isBorn(const streamKey_t& key, std::size_t demand) const {
         for (stream_t* s = table.first(key); s != nullptr; s = table.after(*s)) {
             if (s->key == key && s->demand == static_cast<int>(demand)) {

@@ -8,12 +8,14 @@
 
 /// What a new stream turns out to be. One that begins while another of its key is silent may be the same
 /// sender: after an outage, after a restart, or with frames repeated. It goes by the other's name until the
-/// other speaks (two senders), or has been silent for long enough (one).
+/// other speaks (two senders), or has been silent for long enough (one). Owns nothing but the count of names.
+/// Used by one thread.
 template<typename Limits>
 class Succession {
 public:
     using stream_t = Stream<Limits>;
 
+    /// All outlive it.
     Succession(StreamTable<Limits>& _table, Booking<Limits>& _booking, Losses<Limits>& _losses,
                Pairing<Limits>& _pairing, Reporter& _reporter, const demands_t& _demands)
         : table(_table),
