@@ -1,7 +1,7 @@
-// Preloaded into Debian's user-mode kernel where the processor has AMX. That kernel (6.1) holds 2696 bytes of
-// a process's extended registers, AMX makes them 11008, and the host sets them only as a whole:
-// PTRACE_SETREGSET, NT_X86_XSTATE, else EFAULT. The rest are AMX's tiles, which a process has to ask for and
-// none does; their bits in the header say so.
+// Preloaded into Debian's user-mode kernel where the processor has AMX. That kernel (6.1) keeps 2696 bytes of
+// a process's extended register state. With AMX the host has 11008, and PTRACE_SETREGSET with NT_X86_XSTATE
+// fails with EFAULT unless it gets them all. The missing bytes are zeros: they are AMX's tiles, which are
+// unused unless a process asks for them, and the header that the kernel hands over marks them so.
 
 #include <algorithm>
 #include <array>
