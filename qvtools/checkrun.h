@@ -54,6 +54,7 @@ private:
     void settle();
     void tick();
     void flush();
+    void readUntil(std::int64_t limit);
     void drain();
     int tell();
 

@@ -3,14 +3,17 @@
 import fcntl
 import json
 import os
+from pathlib import Path
 import re
 import signal
 import struct
+import subprocess
 import termios
 
 import pytest
 
-from qv.program import environment, run
+from qv.program import environment, run, RUNNER
+from qv.record import Record
 
 pytest_plugins = "qv.userbus"
 
@@ -67,6 +70,25 @@ def test_a_bus_that_ends_ends_the_check_with_its_verdict(check, send, bus):
     done = seen.result()
     summary = json.loads(done.out.splitlines()[-1])
     assert (summary["status"], summary["streams"][0]["intact"]) == (done.status, 100)
+
+
+@pytest.mark.skipif(bool(RUNNER), reason="the signals that are blocked are the emulator's")
+def test_a_further_signal_ends_a_check_that_still_reads_after_a_second(start, tmp_path):
+    endless = tmp_path / "endless"
+    os.mkfifo(endless)
+    records = tmp_path / "records"
+    records.write_bytes(Record(0x123, b"1234").pack() * 10000)
+    writer = subprocess.Popen(["sh", "-c", 'while cat "$1"; do :; done >"$2"', "sh", records, endless], stderr=subprocess.DEVNULL)
+    try:
+        seen = start("qvcancheck", "-d", endless, "-vv")
+        seen.until_out("123#31323334")
+        seen.process.send_signal(signal.SIGINT)
+        blocked = Path(f"/proc/{seen.process.pid}/status")
+        seen.until(lambda: not int(re.search(r"SigBlk:\s+(\w+)", blocked.read_text())[1], 16) & 1 << signal.SIGINT - 1, "SIGINT to be let in")
+        assert seen.end(signal.SIGINT).status == -signal.SIGINT
+    finally:
+        writer.kill()
+        writer.wait()
 
 
 def test_a_silence_longer_than_allowed_is_told_while_it_lasts(check, send):
