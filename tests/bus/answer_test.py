@@ -72,14 +72,14 @@ def test_pattern_node_and_answering_node_together(bus, qvcan, answerer, candump,
     asked, answered = candump(bus.far), candump(bus.near)
     node = answerer(bus.far, *switch)
 
-    sender = qvcan(*switch, "-p", "-l", 300, "-t", "1m", "-j", 0, "-e", 50, "-i", "0x7e0", "-d", bus.near)
+    sender = qvcan(*switch, "-p", "-l", QUEUE, "-t", "1m", "-j", 0, "-e", 50, "-i", "0x7e0", "-d", bus.near)
     assert sender.exit_status() == 0
-    answered.wait_for(300)
+    answered.wait_for(QUEUE)
 
     assert (node.err, sender.err) == ("", "")
     node.end()
     brs = switch == ["-b"]
-    questions = pattern(0x7E0, 300, fd=True, brs=brs, error_every=50)
+    questions = pattern(0x7E0, QUEUE, fd=True, brs=brs, error_every=50)
     same_frames(asked.all_frames(), questions)
     same_frames(answered.all_frames(), [answer(question, brs=brs) for question in questions])
 
