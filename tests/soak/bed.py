@@ -133,7 +133,7 @@ class Bed:
         self.all_delivered(back=True)
 
     def verdict(self, check, number=signal.SIGINT):
-        """Ends it once it waits: it has read what has been delivered then, and at its end it would read on for a second only."""
+        """Ends it once it waits: it has read what has been delivered then."""
         wait_until(lambda: not check.runs() or asleep(check.process.pid), lambda: f"{check} to wait")
         check.ended(number)
         return Verdict(check)

@@ -71,7 +71,7 @@ def main(bus, seconds, seed, only=""):
     kind = kind_of_bus(bus)
     phases = [phase for phase in kind.PHASES if not only or phase.__name__ in only.split(",")]
     account = Account()
-    with closing(kind.Bed(random.Random(seed), account, 4000 if seconds <= 120 else 20000)) as bed:
+    with closing(kind.Bed(random.Random(seed), account, 4000 if seconds <= 120 else 40000)) as bed:
         try:
             programs, frames = soak(bed, phases, seconds)
             frames = finish(bed, programs, frames)
