@@ -61,7 +61,7 @@ void WaitSet::remove(int fd, std::uint32_t tag) {
 }
 
 const WaitSet::tags_t& WaitSet::wait(std::int64_t moment) {
-    if (moment < armed || expired) {
+    if (moment < armed) {
         arm(moment);
     }
     epoll_event events[most];
@@ -70,7 +70,7 @@ const WaitSet::tags_t& WaitSet::wait(std::int64_t moment) {
     for (int i = 0; i < n; ++i) {
         const std::uint32_t tag = events[i].data.u32;
         if (tag == timerTag) {
-            expired = true;
+            arm(NEVER);
         } else {
             ready.push_back(tag);
         }
@@ -91,5 +91,4 @@ void WaitSet::arm(std::int64_t moment) {
     }
     timerfd_settime(timer, TFD_TIMER_ABSTIME, &setting, nullptr);
     armed = moment;
-    expired = false;
 }

@@ -33,8 +33,7 @@ private:
 
     int epoll;
     int timer;
-    std::int64_t armed = NEVER; ///< the moment that `timer` waits for, or has told
-    bool expired = false;
+    std::int64_t armed = NEVER;       ///< the moment that `timer` waits for
     std::vector<std::uint32_t> files; ///< tags of what is readable at any time
     tags_t ready;
 };

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include <gtest/gtest.h>
+#include <sys/timerfd.h>
 #include <unistd.h>
 
 namespace {
@@ -55,6 +56,16 @@ TEST_F(WaitSetTest, ReturnsAtAMomentThatComesBeforeTheOneSetEarlier) {
     char byte;
     ASSERT_EQ(read(pipes[0][0], &byte, 1), 1);
     EXPECT_EQ(set.wait(past), tags_t());
+}
+
+TEST_F(WaitSetTest, WaitsOnAfterAMomentThatIsOver) {
+    EXPECT_EQ(set.wait(past), tags_t());
+    const int later = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC);
+    set.add(later, 1);
+    constexpr itimerspec inTenMilliseconds{{0, 0}, {0, 10000000}};
+    ASSERT_EQ(timerfd_settime(later, 0, &inTenMilliseconds, nullptr), 0);
+    EXPECT_EQ(set.wait(WaitSet::NEVER), tags_t{1});
+    close(later);
 }
 
 TEST_F(WaitSetTest, TellsWhatIsReadableBesideAMomentThatIsOver) {
