@@ -82,7 +82,7 @@ def test_the_step_of_ci_fails_where_frames_are_repeated(bus, follow):
 
 def test_a_check_that_timeout_ends_has_the_verdict_as_its_status(bus, follow, qvcan):
     """Its time ends with an alarm, which comes at once here."""
-    seen = follow("For so long, and no longer")
+    seen = follow("With a time limit")
     send(qvcan)
     seen.signal(signal.SIGALRM)
     assert (seen.exit_status(), seen.out) == (0, "PASS: 300 frames, none lost, repeated, reordered or corrupted\n")
