@@ -19,11 +19,11 @@ RecordSource::~RecordSource() {
 }
 
 std::size_t RecordSource::read(receivedFrame_t* frames, std::size_t n) {
-    std::size_t got = records.read(frames, n);
-    if (got == 0) {
+    if (!more) {
         fill();
-        got = records.read(frames, n);
     }
+    const std::size_t got = records.read(frames, n);
+    more = got == n;
     for (std::size_t i = 0; i < got; ++i) {
         frames[i].time = arrival;
         frames[i].interface = interface;

@@ -16,8 +16,9 @@ public:
     RecordSource(int _fd, const std::string& name, InterfaceTable& _interfaces);
     ~RecordSource() override;
 
-    /// Reads its descriptor at most once. The time of a frame is that of its arrival here, on the system
-    /// clock: an answer's record carries the time stamp of the frame that it answers.
+    /// Reads its descriptor once, unless the call before filled all its `n` frames: then what was read may
+    /// hold more. The time of a frame is that of its arrival here, on the system clock: an answer's record
+    /// carries the time stamp of the frame that it answers.
     std::size_t read(receivedFrame_t* frames, std::size_t n) override;
 
     int descriptor() const { return fd; }
@@ -40,5 +41,6 @@ private:
     InterfaceTable channels; ///< not of interest: the device is the interface
     inputCounts_t counts;
     RecordFile records{input, channels, counts};
+    bool more = false;        ///< `input` may hold whole records
     std::int64_t arrival = 0; ///< of what `input` holds
 };

@@ -2,6 +2,7 @@
 
 #include "libqvcheck/cansocket.h"
 #include "libqvcheck/hostclock.h"
+#include "libqvcheck/inputblocks.h"
 #include "libqvutil/utility.h"
 
 #include <algorithm>
@@ -152,7 +153,8 @@ void CheckRun::takeLinks(std::int64_t since) {
 
 /// While a read fills `frames`, more is there. Others have their turn as well.
 std::size_t CheckRun::readInput(std::size_t index) {
-    constexpr std::size_t most = 16 * SocketSource::BATCH;
+    constexpr std::size_t smallestRecord = 28;                           // docs/trace-record.md
+    constexpr std::size_t most = InputBlocks::capacity / smallestRecord; // what one read of a device brings
     const int fd = inputs.descriptor(index);
     std::size_t sum = 0;
     std::size_t n = 0;
@@ -161,7 +163,7 @@ std::size_t CheckRun::readInput(std::size_t index) {
         take(n);
         sum += n;
     } while (n == frames.size() && sum < most);
-    if (n == 0 && inputs.descriptor(index) == -1) {
+    if (fd != -1 && inputs.descriptor(index) == -1) {
         waits.remove(fd, INPUTS + static_cast<std::uint32_t>(index));
         if (inputs.ended()) {
             end.inputEnded();

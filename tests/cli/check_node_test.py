@@ -14,6 +14,7 @@ import pytest
 
 from qv.program import environment, run, RUNNER
 from qv.record import Record
+from qv.traffic import pattern
 
 pytest_plugins = "qv.userbus"
 
@@ -70,6 +71,16 @@ def test_a_bus_that_ends_ends_the_check_with_its_verdict(check, send, bus):
     done = seen.result()
     summary = json.loads(done.out.splitlines()[-1])
     assert (summary["status"], summary["streams"][0]["intact"]) == (done.status, 100)
+
+
+def test_all_records_that_one_read_brings_are_judged_at_once(start, fifo):
+    """So the number of frames ends it, though nothing more comes."""
+    path, writer = fifo
+    count = 65536 // len(pattern(1, 1)[0].pack())  # what the pipe holds, and one read takes
+    os.write(writer, b"".join(record.pack() for record in pattern(1, count)))
+    done = start("qvcancheck", "-d", path, "--json", "-i", "1", "-l", str(count), "-w", "100m").result()
+    summary = json.loads(done.out.splitlines()[-1])
+    assert (done.status, summary["ended"], summary["streams"][0]["intact"]) == (0, "-l", count)
 
 
 @pytest.mark.skipif(bool(RUNNER), reason="the signals that are blocked are the emulator's")
