@@ -62,8 +62,8 @@ int CheckRun::run() {
     while (!end.isOver()) {
         turn();
     }
+    RunSignals::endAtOnceFrom(monotonicNanoseconds() + nsPerSecond);
     drain();
-    signals.endAtOnce();
     return tell();
 }
 
@@ -262,27 +262,18 @@ void CheckRun::flush() {
     unflushed = false;
 }
 
-void CheckRun::readUntil(std::int64_t limit) {
-    for (bool more = true; more && now < limit;) {
+/// Judges what the kernel had received before the end, as far as `drainAtMost` allows.
+void CheckRun::drain() {
+    if (!live) {
+        return;
+    }
+    const std::int64_t until = monotonicNanoseconds() + drainAtMost;
+    for (bool more = true; more && now < until;) {
         more = false;
         for (std::size_t i = 0; i < inputs.size(); ++i) {
             more = readInput(i) > 0 || more;
         }
         now = monotonicNanoseconds();
-    }
-}
-
-/// Judges what the kernel had received before the end, as far as `drainAtMost` allows. Who has waited for a
-/// second may end it at once.
-void CheckRun::drain() {
-    if (!live) {
-        return;
-    }
-    const std::int64_t begun = monotonicNanoseconds();
-    readUntil(begun + nsPerSecond);
-    if (now >= begun + nsPerSecond) {
-        signals.endAtOnce();
-        readUntil(begun + drainAtMost);
     }
     intake.takeDrops(inputs, time.at(now));
     settle();

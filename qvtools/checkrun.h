@@ -54,7 +54,6 @@ private:
     void settle();
     void tick();
     void flush();
-    void readUntil(std::int64_t limit);
     void drain();
     int tell();
 

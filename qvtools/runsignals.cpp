@@ -1,5 +1,6 @@
 #include "qvtools/runsignals.h"
 
+#include "libqvcheck/hostclock.h"
 #include "libqvutil/exception.h"
 #include "libqvutil/utility.h"
 
@@ -21,6 +22,16 @@ constexpr name_t names[] = {
     {"SIGINT", SIGINT, true},    {"SIGTERM", SIGTERM, true},  {"SIGHUP", SIGHUP, true},
     {"SIGQUIT", SIGQUIT, false}, {"SIGUSR1", SIGUSR1, false},
 };
+
+std::int64_t atOnceFrom = 0; ///< set before there is a handler
+
+/// signal-safety(7): clock_gettime, signal and raise may be called.
+void endIfDue(int signal) {
+    if (monotonicNanoseconds() >= atOnceFrom) {
+        std::signal(signal, SIG_DFL);
+        std::raise(signal); // blocked until the handler returns
+    }
+}
 
 } // namespace
 
@@ -49,13 +60,16 @@ int RunSignals::next() {
                : 0;
 }
 
-void RunSignals::endAtOnce() const {
+void RunSignals::endAtOnceFrom(std::int64_t moment) {
+    atOnceFrom = moment;
+    struct sigaction action {};
+    action.sa_handler = endIfDue;
+    action.sa_flags = SA_RESTART;
     sigset_t ending;
     sigemptyset(&ending);
     for (const name_t& one : names) {
         if (one.asksToEnd) {
-            std::signal(one.signal, SIG_IGN); // forgets it where it is pending
-            std::signal(one.signal, SIG_DFL);
+            sigaction(one.signal, &action, nullptr);
             sigaddset(&ending, one.signal);
         }
     }

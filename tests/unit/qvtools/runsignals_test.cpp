@@ -4,24 +4,27 @@
 
 #include <gtest/gtest.h>
 
-TEST(RunSignalsDeathTest, ASignalThatComesAgainBeforeItEndsAtOnceIsForgotten) {
+TEST(RunSignalsDeathTest, ASignalIsIgnoredUntilTheMomentFromWhichItEndsAtOnce) {
     const auto run = [] {
         const RunSignals signals;
         std::raise(SIGINT);
-        signals.endAtOnce();
+        RunSignals::endAtOnceFrom(INT64_MAX);
+        std::raise(SIGINT);
         std::exit(3);
     };
     EXPECT_EXIT(run(), ::testing::ExitedWithCode(3), "");
 }
 
-TEST(RunSignalsDeathTest, ASignalThatComesAfterThatEndsAtOnce) {
-    const auto run = [] {
-        const RunSignals signals;
-        signals.endAtOnce();
-        std::raise(SIGTERM);
-        std::exit(3);
-    };
-    EXPECT_EXIT(run(), ::testing::KilledBySignal(SIGTERM), "");
+TEST(RunSignalsDeathTest, ASignalFromThatMomentOnEndsAtOnce) {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        const auto run = [number] {
+            const RunSignals signals;
+            RunSignals::endAtOnceFrom(0);
+            std::raise(number);
+            std::exit(3);
+        };
+        EXPECT_EXIT(run(), ::testing::KilledBySignal(number), "");
+    }
 }
 
 TEST(RunSignals, TellsEachSignalOnce) {
