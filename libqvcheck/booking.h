@@ -25,6 +25,7 @@ public:
         if (s.empty) {
             begin(s, counter, seen);
         }
+        endSilence(s, seen);
         const std::int32_t d = ahead(counter, s.window.next());
         if (d >= 0) {
             record(s, counter, seen);
@@ -50,6 +51,7 @@ public:
 
     /// A sound frame that came already waits to be told as repeated: more of them may be a stream.
     void keepRepeat(stream_t& s, std::uint32_t counter, const sighting_t& seen) {
+        endSilence(s, seen);
         s.repeats[s.streak++] = {seen.frame, counter, seen.at};
         heard(s, seen, false);
     }
@@ -234,6 +236,13 @@ private:
         reporter.frame(seen.frame, taken, s.number, counter);
     }
 
+    /// The frame is not placed yet: the last one before the silence has the highest counter.
+    void endSilence(stream_t& s, const sighting_t& seen) {
+        if (seen.at.number > s.last.number && seen.clockSteps == s.lastSteps) {
+            streamDemands.checkSilence(s, seen.at.time);
+        }
+    }
+
     void heard(stream_t& s, const sighting_t& seen, bool wasRecord) {
         streamSlot_t& slot = s.series.at(seen.at.time);
         ++slot.frames;
@@ -246,9 +255,6 @@ private:
             return; // it was held, and others came since
         }
         slot.longestGap = std::max(slot.longestGap, seen.at.time - s.last.time);
-        if (seen.clockSteps == s.lastSteps) {
-            streamDemands.checkSilence(s, seen.at.time);
-        }
         s.silenceTold = false;
         s.last = seen.at;
         s.lastSteps = seen.clockSteps;

@@ -89,8 +89,8 @@ struct finding_t {
     std::int64_t span;
     std::uint64_t count;  ///< frames
     std::uint64_t extent; ///< FK_REORDERED, FK_LATE: frames that had come before it and should not have
-    /// FK_RESTART, FK_JUMP: the new counter. FK_ABSENT: the demanded identifier in SocketCAN form. Else the
-    /// first counter.
+    /// FK_RESTART, FK_JUMP: the new counter. FK_ABSENT: the demanded identifier in SocketCAN form. FK_GAP:
+    /// the highest counter before the silence. Else the first counter.
     std::uint32_t first;
     std::uint32_t last;           ///< FK_RESTART, FK_JUMP: the highest counter before. Else the last counter.
     lossShares_t causes;          ///< FK_LOST

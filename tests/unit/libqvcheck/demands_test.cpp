@@ -200,3 +200,21 @@ TEST(MaxGap, FindsASilenceOnce) {
     judged.pause(200 * Judged::millisecond).see(classic, 10, 20).end();
     EXPECT_EQ(judged.found(FK_GAP), 1U);
 }
+
+TEST(MaxGap, NumbersASilenceByTheFrameBeforeItWhetherItLastsOrIsOver) {
+    demands_t demands;
+    demands.maxGap = 100 * Judged::millisecond;
+    for (const bool over : {false, true}) {
+        Judged judged(demands);
+        judged.see(classic, 0, 10);
+        const std::uint32_t before = judged.frames.back().counter;
+        if (over) {
+            judged.pause(200 * Judged::millisecond).see(classic, 12, 20);
+        } else {
+            judged.judge.settle(judged.time + 101 * Judged::millisecond);
+        }
+        ASSERT_EQ(judged.found(FK_GAP), 1U);
+        EXPECT_EQ(judged.first(FK_GAP).first, before);
+        EXPECT_EQ(judged.first(FK_GAP).last, before);
+    }
+}
