@@ -5,11 +5,14 @@ from pathlib import Path
 import re
 import shlex
 import signal
+import time
 
 import pytest
 
+from qv.frame import Frame
 from qv.livecheck import Check, streams
 from qv.pair import Pair, wait_for_listeners
+from qv.traffic import can_frame, pattern
 from qv.watched import Program
 
 MANUAL = Path(__file__).resolve().parents[2] / "man" / "qvcancheck.1.in"
@@ -45,6 +48,26 @@ def test_a_sender_with_the_demanded_gap_passes(gaps_told):
     assert mean_gap_findings(seen) == []
     kinds = {one["kind"] for one in seen.objects("finding")}
     assert kinds <= {"pace"} and seen.exit_status() == len(kinds)
+
+
+LATE = 8
+
+
+@pytest.mark.parametrize("demand, expected", [
+    (["--max-gap", 1], [("gap", LATE - 1)]), (["--max-gap", 60], []),
+    (["-t", "500m", "-j", "499m"], [("pace", LATE)]), (["-t", "5000m", "-j", "4999m"], []),
+], ids=["max_gap", "wide_max_gap", "jitter", "wide_jitter"])
+def test_one_frame_that_is_late_is_one_finding_at_its_place(bus, start, peer, demand, expected):
+    """A silence is told while it lasts, so by the frame before it; a gap by the frame that ends it."""
+    seen = start(Check, "-d", bus.far, "-i", 1, "-l", 12, "-w", "100m", *demand)
+    node = peer(bus.near)
+    for record in pattern(1, 12):
+        time.sleep(2 if record.number == LATE else 0.1)
+        node.send(Frame.unpack(can_frame(record)))
+    assert seen.exit_status() == len(expected), seen
+    told = seen.objects("finding")
+    assert [(one["kind"], one["first"]) for one in told] == expected
+    assert all(one["span"] > 1 for one in told)
 
 
 def live_commands():
