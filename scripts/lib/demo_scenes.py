@@ -127,32 +127,48 @@ def pattern_scene(bus, verdict):
     verdict.promise(f"the kernel counts {sent} frames sent on {bus.near} and {received} received", (sent, received) == (COUNT, COUNT))
 
 
-def judged(bus, count, options, impaired=""):
-    """The lines of a check, and its exit status, while a node sends the pattern over a bus that tc impairs so."""
-    netem = Netem(bus.near, *impaired.split()) if impaired else None
-    check = Program(Path(os.environ["QV_BIN"], "qvcancheck"), "-d", bus.far, *options)
-    wait_for_listeners(bus.far, 1)
-    sender = Qvcan("-f", "-p", "-l", count, "-t", "2m", "-j", 0, *options[-4:], "-d", bus.near)
-    assert sender.exit_status() == 0, sender
+JUDGED = 500  # frames
+DEMANDED = ["-f", "-l", JUDGED, "--idle", 3, "-e", 100, "-i", 1]
+PATTERN = ["-f", "-p", "-l", JUDGED, "-t", "2m", "-j", 0, "-e", 100, "-i", 1]
+
+
+def judge_heading(*lines):
+    heading("A judge that was told what the sender was told", *lines)
+
+
+def verdict_of(check):
+    """The lines of a check, which are shown, and its exit status."""
     status = check.exit_status()
-    for line in check.out.splitlines():
+    lines = check.out.splitlines()
+    for line in lines:
         say(f"  {line}")
     say()
-    return check.out.splitlines(), status, netem.delivered()["drops"] if netem else 0
+    return lines, status
+
+
+def promise_pass(verdict, lines, status):
+    verdict.promise("the check passes, and every injected error is found",
+                    (status, lines[-1]) == (0, f"PASS: {JUDGED} frames, none lost, repeated or reordered; {JUDGED // 100} corrupted as told"), lines[-1])
+
+
+def judged(bus, impaired=""):
+    """The lines of a check, its exit status, and the frames dropped, while a node sends the pattern over a bus that tc impairs so."""
+    netem = Netem(bus.near, *impaired.split()) if impaired else None
+    check = Program(Path(os.environ["QV_BIN"], "qvcancheck"), "-d", bus.far, *DEMANDED)
+    wait_for_listeners(bus.far, 1)
+    sender = Qvcan(*PATTERN, "-d", bus.near)
+    assert sender.exit_status() == 0, sender
+    return *verdict_of(check), netem.delivered()["drops"] if netem else 0
 
 
 def judge_scene(bus, verdict):
-    count = 500
-    demanded = ["-f", "-l", count, "--idle", 3, "-e", 100, "-i", 1]
-    heading("A judge that was told what the sender was told",
-            f"{bus.far}  qvcancheck -d {bus.far} {' '.join(map(str, demanded))}",
-            f"{bus.near}  qvcan -f -p -l {count} -t 2m -j 0 -e 100 -i 1 -d {bus.near}")
-    lines, status, _ = judged(bus, count, demanded)
-    verdict.promise("the check passes, and every injected error is found",
-                    (status, lines[-1]) == (0, f"PASS: {count} frames, none lost, repeated or reordered; {count // 100} corrupted as told"), lines[-1])
+    judge_heading(f"{bus.far}  qvcancheck -d {bus.far} {' '.join(map(str, DEMANDED))}",
+                  f"{bus.near}  qvcan {' '.join(map(str, PATTERN))} -d {bus.near}")
+    lines, status, _ = judged(bus)
+    promise_pass(verdict, lines, status)
     say("\n  The same once more, while tc drops 5 % of the frames:\n")
     try:
-        lines, status, dropped = judged(bus, count, demanded, "loss 5%")
+        lines, status, dropped = judged(bus, "loss 5%")
     except AssertionError as problem:
         say(f"  not shown: {problem}")
         return
@@ -160,47 +176,71 @@ def judge_scene(bus, verdict):
                     status == 1 and lines[-1] == f"FAIL: {dropped} frames lost", lines[-1])
 
 
-def device_file_scene(folder, verdict):
+class Nodes(ExitStack):
+    """qvbus with two nodes, and the programs on it: all end with the scene."""
+
+    def __init__(self):
+        super().__init__()
+        self.folder = self.enter_context(tempfile.TemporaryDirectory(prefix="qv-demo-"))
+        self.bus = self.start("qvbus", "-v", "-n", 2, "-l", self.path("node"))
+
+    def path(self, name):
+        return Path(self.folder, name)
+
+    def start(self, program, *options):
+        return self.enter_context(closing(Program(Path(os.environ["QV_BIN"], program), *options)))
+
+    def listen(self, program, *options):
+        """Returns when it has opened its device."""
+        self.bus.wait_for_out("2 nodes: ")
+        listener = self.start(program, *options)
+        wait_until(lambda: any("/pts/" in os.readlink(link) for link in Path(f"/proc/{listener.process.pid}/fd").iterdir()),
+                   lambda: f"{listener} to open its device")
+        return listener
+
+
+def device_file_scene(nodes, verdict):
     heading("A node that sends its pattern, and a node that answers",
             f"node0  qvcandev {' '.join(map(str, SENDER))} -d node0",
             "node1  qvcandev -f -a -d node1",
             "bus    qvbus -v -n 2 -l node",
             f"what qvbus hands on: --> pattern, <-- answer; {SHOWN} of 64 bytes are shown")
-    with ExitStack() as running:
-        def start(program, *options):
-            return running.enter_context(closing(Program(Path(os.environ["QV_BIN"], program), *options)))
+    node = nodes.listen("qvcandev", "-f", "-a", "-d", nodes.path("node1"))
+    sender = nodes.start("qvcandev", *SENDER, "-d", nodes.path("node0"))
 
-        bus = start("qvbus", "-v", "-n", 2, "-l", folder / "node")
-        bus.wait_for_out("2 nodes: ")
-        node = start("qvcandev", "-f", "-a", "-d", folder / "node1")
-        wait_until(lambda: any("/pts/" in os.readlink(link) for link in Path(f"/proc/{node.process.pid}/fd").iterdir()),
-                   lambda: f"{node} to open its device")
-        sender = start("qvcandev", *SENDER, "-d", folder / "node0")
+    def passed(name):
+        """(seconds of the day, frame as printed) of each record that the node wrote."""
+        words = [line.split() for line in nodes.bus.out.rpartition("\n")[0].splitlines()]
+        return [(sum(float(part) * unit for part, unit in zip(word[1].split(":"), (3600, 60, 1))), word[3])
+                for word in words if word[0] == str(nodes.path(name))]
 
-        def passed(name):
-            """(seconds of the day, frame as printed) of each record that the node wrote."""
-            words = [line.split() for line in bus.out.rpartition("\n")[0].splitlines()]
-            return [(sum(float(part) * unit for part, unit in zip(word[1].split(":"), (3600, 60, 1))), word[3])
-                    for word in words if word[0] == str(folder / name)]
+    def exchange(k):
+        wait_until(lambda: len(passed("node0")) > k and len(passed("node1")) > k, lambda: f"frame {k} and its answer on {nodes.bus}")
+        return passed("node0")[k], passed("node1")[k]
 
-        def exchange(k):
-            wait_until(lambda: len(passed("node0")) > k and len(passed("node1")) > k, lambda: f"frame {k} and its answer on {bus}")
-            return passed("node0")[k], passed("node1")[k]
+    show_traffic(exchange)
+    status = sender.exit_status()
+    questions, answers = ([Frame.parse(text) for _, text in passed(name)] for name in ("node0", "node1"))
+    judge_traffic(verdict, questions, answers)
+    judge_nodes(verdict, status, sender.err + node.err)
 
-        show_traffic(exchange)
-        status = sender.exit_status()
-        questions, answers = ([Frame.parse(text) for _, text in passed(name)] for name in ("node0", "node1"))
-        judge_traffic(verdict, questions, answers)
-        judge_nodes(verdict, status, sender.err + node.err)
+
+def device_file_judge_scene(nodes, verdict):
+    judge_heading(f"node1  qvcancheck -d ./node1 {' '.join(map(str, DEMANDED))}",
+                  f"node0  qvcandev {' '.join(map(str, PATTERN))} -d node0")
+    check = nodes.listen("qvcancheck", "-d", nodes.path("node1"), *DEMANDED)
+    assert nodes.start("qvcandev", *PATTERN, "-d", nodes.path("node0")).exit_status() == 0
+    promise_pass(verdict, *verdict_of(check))
 
 
 def play(scenes, verdict):
+    judges = Path(os.environ["QV_BIN"], "qvcancheck").exists()
     if scenes == "device-file":
-        with tempfile.TemporaryDirectory(prefix="qv-demo-") as folder:
-            device_file_scene(Path(folder), verdict)
+        for scene in (device_file_scene, *([device_file_judge_scene] if judges else [])):
+            with Nodes() as nodes:
+                scene(nodes, verdict)
         return
-    check = Path(os.environ["QV_BIN"], "qvcancheck")
-    for scene in (reading_scene, pattern_scene, *([judge_scene] if check.exists() else [])):
+    for scene in (reading_scene, pattern_scene, *([judge_scene] if judges else [])):
         bus = Pair()  # a new one for each: its counters start at 0
         scene(bus, verdict)
         bus.delete()

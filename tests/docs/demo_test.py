@@ -27,13 +27,19 @@ def demo(tmp_path):
     return run
 
 
-
 def test_without_can_utils_and_a_package_manager_the_demo_says_so_in_one_line_and_runs_over_qvbus(demo):
     done = demo("/usr/bin/python3")
     first, rest = done.stdout.split("\n", 1)
     assert first == "No CAN bus to be had here (no apt-get here to install can-utils): the same over qvbus, a bus in user space.", done
     assert "  qvbus -v -n 2 -l node" in rest and rest.endswith("\nAll came as promised.\n")
     assert (done.stderr, done.returncode) == ("", 0)
+
+
+def test_over_qvbus_the_demo_ends_with_the_check_as_the_judge(demo):
+    scene = demo("/usr/bin/python3").stdout.split("\nA judge that was told what the sender was told\n")[1]
+    assert "  node1  qvcancheck -d ./node1 -f -l 500 " in scene
+    assert "\n  PASS: 500 frames, none lost, repeated or reordered; 5 corrupted as told\n" in scene
+    assert "\n  ok  the check passes, and every injected error is found\n\nAll came as promised.\n" in scene
 
 
 def test_without_python_the_demo_shows_the_records_of_qvbus_and_says_that_nothing_is_checked(demo):
