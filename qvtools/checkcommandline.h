@@ -1,7 +1,7 @@
 #pragma once
 
+#include "libqvcheck/allowance.h"
 #include "libqvcheck/demands.h"
-#include "libqvcheck/verdict.h"
 #include "libqvutil/options.h"
 #include "libqvutil/unit.h"
 

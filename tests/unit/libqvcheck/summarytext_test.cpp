@@ -1,5 +1,4 @@
 #include "libqvcheck/summarytext.h"
-#include "libqvcheck/verdictline.h"
 
 #include <gtest/gtest.h>
 
@@ -33,7 +32,6 @@ protected:
 
     streamSummary_t& first() { return run.summary.streams.front(); }
     std::string summary() { return summaryText(run, settings); }
-    std::string verdict() { return verdictLine(run, settings); }
 
     demands_t demands;
     Allowance allowance;
@@ -54,7 +52,6 @@ TEST_F(SummaryTextTest, OfACleanRunIsItsHeadAndItsTable) {
                              "s1      FD 64, standard      001             1        7530      30,000    "
                              "30,000          0     0         "
                              "0          0\n\n");
-    EXPECT_EQ(verdict(), "PASS: 30,000 frames, none lost, repeated, reordered or corrupted");
 }
 
 TEST_F(SummaryTextTest, HasARowForEachThingThereIsToSay) {
@@ -158,61 +155,4 @@ TEST_F(SummaryTextTest, OfAnEmptyRunIsItsHead) {
     run.summary = {};
     settings.inputs = {"-", "a\nb"};
     EXPECT_EQ(summary(), "standard input, a?b, 0.000 s, 0 frames, end of input\n");
-}
-
-TEST_F(SummaryTextTest, EndsWithTheVerdict) {
-    auto& findings = run.summary.findings;
-    first().totals.injected = 300;
-    EXPECT_EQ(verdict(), "PASS: 30,000 frames, none lost, repeated or reordered; 300 corrupted as told");
-    first().totals.injected = 0;
-    findings[FK_FOREIGN] = 3;
-    EXPECT_EQ(verdict(), "PASS: 30,000 frames, none lost, repeated, reordered or corrupted");
-    findings[FK_REORDERED] = 4;
-    findings[FK_OVERRUN] = 2;
-    EXPECT_EQ(verdict(), "PASS: 30,000 frames; allowed: 4 reordered, 2 dropped by the logger");
-
-    run.verdict = V_FAIL;
-    EXPECT_EQ(verdict(), "FAIL: 4 frames reordered; and 2 frames dropped by the logger");
-    settings.recorded = false;
-    findings.fill(1);
-    EXPECT_EQ(verdict(),
-              "FAIL: 1 frame lost, 1 frame repeated, 1 frame reordered, 1 frame late, 1 frame corrupted, 1 "
-              "frame not corrupted as told, "
-              "1 frame of another format, 1 restart, 1 jump, 1 stray frame, 1 gap too long, 1 stream absent, "
-              "1 frame too many, 1 answer "
-              "missing, 1 answer slow, 1 answer early, 1 gap out of pace; and 1 frame dropped by this host");
-
-    run.verdict = V_NO_PATTERN;
-    EXPECT_EQ(verdict(), "NO PATTERN: 60,800 frames, none of a pattern");
-}
-
-TEST_F(SummaryTextTest, EndsWithWhatKeptTheCheckFromBeingWhole) {
-    run.verdict = V_INCOMPLETE;
-    run.summary.furtherStreams = 12;
-    EXPECT_EQ(verdict(), "INCOMPLETE: no room for further streams, 12 frames not judged");
-    run.summary.findings[FK_OVERRUN] = 1722;
-    EXPECT_EQ(verdict(), "INCOMPLETE: 1,722 frames dropped by the logger, nothing else wrong");
-    input.frames = 98;
-    input.broken = 2;
-    input.firstBroken = "run.log:3";
-    EXPECT_EQ(verdict(), "INCOMPLETE: 2 lines of 100 cannot be read, the first is run.log:3");
-    run.failures = {"other.log: No such file or directory"};
-    EXPECT_EQ(verdict(), "INCOMPLETE: other.log: No such file or directory");
-}
-
-TEST(BrokenLines, AreTooManyFromTwoInAHundred) {
-    inputCounts_t counts;
-    EXPECT_FALSE(isTooBroken(counts));
-    counts.frames = 99;
-    counts.broken = 1;
-    EXPECT_FALSE(isTooBroken(counts));
-    counts.frames = 98;
-    EXPECT_TRUE(isTooBroken(counts));
-}
-
-TEST(DateText, GivesADateOnlyWhereTheClockHasOne) {
-    EXPECT_EQ(dateText(1795277800179105999, 'T'), "2026-11-21T16:16:40.179105Z");
-    EXPECT_EQ(dateText(1795277800179105999, ' '), "2026-11-21 16:16:40 UTC");
-    EXPECT_EQ(dateText(86399999999000, 'T'), "");
-    EXPECT_EQ(dateText(receivedFrame_t::noTime, ' '), "");
 }
