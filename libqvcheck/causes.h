@@ -1,6 +1,6 @@
 #pragma once
 
-#include "libqvcheck/cause.h"
+#include "libqvcheck/lossblame.h"
 
 #include <cstddef>
 #include <cstdint>

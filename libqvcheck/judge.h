@@ -2,6 +2,7 @@
 
 #include "libqvcheck/demands.h"
 #include "libqvcheck/finding.h"
+#include "libqvcheck/lossblame.h"
 #include "libqvcheck/receivedframe.h"
 #include "libqvcheck/summary.h"
 
