@@ -203,7 +203,7 @@ void DumpReport::writeDrops(const std::string& name, std::uint64_t n) {
         << "' socket (total drops " << totalDrops << ")\n";
 }
 
-void DumpReport::end(const runEnd_t&) {
+void DumpReport::end(const runResult_t&) {
     placeComments();
     wantLast();
     while (first != next) {

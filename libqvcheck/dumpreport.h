@@ -43,7 +43,7 @@ public:
     void finding(const finding_t& finding) override;
     void event(const hostEvent_t&) override {}
     void interval(const std::vector<intervalSummary_t>&) override {}
-    void end(const runEnd_t& run) override;
+    void end(const runResult_t& run) override;
     bool flush() override;
 
 private:

@@ -27,7 +27,7 @@ void FindingLimit::event(const hostEvent_t& event) {
     }
 }
 
-void FindingLimit::end(const runEnd_t& run) {
+void FindingLimit::end(const runResult_t& run) {
     tellRest();
     report.end(run);
 }

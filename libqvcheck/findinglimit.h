@@ -21,7 +21,7 @@ public:
     void finding(const finding_t& finding) override;
     void event(const hostEvent_t& event) override;
     void interval(const std::vector<intervalSummary_t>& pieces) override { report.interval(pieces); }
-    void end(const runEnd_t& run) override;
+    void end(const runResult_t& run) override;
 
     /// Tells what was held back, when the second is over.
     bool flush() override;

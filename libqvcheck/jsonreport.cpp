@@ -129,7 +129,7 @@ void JsonReport::interval(const std::vector<intervalSummary_t>& pieces) {
     }
 }
 
-void JsonReport::end(const runEnd_t& run) {
+void JsonReport::end(const runResult_t& run) {
     json streams = json::array();
     for (const streamSummary_t& stream : run.summary.streams) {
         streams.push_back(streamObject(stream, settings.interfaces));

@@ -23,7 +23,7 @@ public:
     void finding(const finding_t& finding) override;
     void event(const hostEvent_t& event) override;
     void interval(const std::vector<intervalSummary_t>& pieces) override;
-    void end(const runEnd_t& run) override;
+    void end(const runResult_t& run) override;
     bool flush() override;
 
 private:

@@ -23,7 +23,7 @@ struct runSettings_t {
 };
 
 /// How a run ended, and what came of it.
-struct runEnd_t {
+struct runResult_t {
     summary_t summary;
     verdict_t verdict;
     std::string ended;                 ///< what ended it: "end of input", or a signal's name
@@ -39,7 +39,7 @@ public:
     virtual void start(std::int64_t stamp) = 0;
     virtual void event(const hostEvent_t& event) = 0;
     virtual void interval(const std::vector<intervalSummary_t>& pieces) = 0;
-    virtual void end(const runEnd_t& run) = 0;
+    virtual void end(const runResult_t& run) = 0;
 
     /// Hands on what has been told so far. False when it could not be written.
     virtual bool flush() = 0;

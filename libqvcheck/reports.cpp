@@ -30,7 +30,7 @@ void Reports::interval(const std::vector<intervalSummary_t>& pieces) {
     }
 }
 
-void Reports::end(const runEnd_t& run) {
+void Reports::end(const runResult_t& run) {
     for (Report* const report : all) {
         report->end(run);
     }

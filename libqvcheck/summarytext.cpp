@@ -33,7 +33,7 @@ std::string of(const streamSummary_t& stream, const std::string& row) {
     return row.empty() ? row : streamName(stream.number) + ": " + row;
 }
 
-std::string headText(const runEnd_t& run, const runSettings_t& settings) {
+std::string headText(const runResult_t& run, const runSettings_t& settings) {
     std::string text;
     for (const std::string& input : settings.inputs) {
         text += printable(input == "-" ? "standard input" : input) + ", ";
@@ -88,7 +88,7 @@ std::string tableText(const summary_t& summary, const runSettings_t& settings) {
     return '\n' + text + '\n';
 }
 
-std::string inputRow(const runEnd_t& run) {
+std::string inputRow(const runResult_t& run) {
     std::string row;
     if (run.input != nullptr) {
         addPart(row, run.input->broken, run.input->broken == 1 ? "line" : "lines");
@@ -148,7 +148,7 @@ void addHostRows(Rows& rows, const runSettings_t& settings) {
     each("bus", busRow);
 }
 
-void addRunRows(Rows& rows, const runEnd_t& run, const runSettings_t& settings) {
+void addRunRows(Rows& rows, const runResult_t& run, const runSettings_t& settings) {
     const summary_t& summary = run.summary;
     for (const pairSummary_t& pair : summary.pairs) {
         rows.add("round trip", streamName(pair.direct) + ": " + roundTripRow(pair));
@@ -174,7 +174,7 @@ void addRunRows(Rows& rows, const runEnd_t& run, const runSettings_t& settings) 
 
 } // namespace
 
-std::string summaryText(const runEnd_t& run, const runSettings_t& settings) {
+std::string summaryText(const runResult_t& run, const runSettings_t& settings) {
     std::string text = headText(run, settings) + tableText(run.summary, settings);
     Rows rows(text);
     addStreamRows(rows, run.summary, settings.demands);

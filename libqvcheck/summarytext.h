@@ -6,4 +6,4 @@
 
 /// The summary of a run: what was read, a table of its streams, and a row for each thing there is to say.
 /// Rows without content are left out. Ends with a line end.
-std::string summaryText(const runEnd_t& run, const runSettings_t& settings);
+std::string summaryText(const runResult_t& run, const runSettings_t& settings);

@@ -114,7 +114,7 @@ void TextReport::interval(const std::vector<intervalSummary_t>& pieces) {
     }
 }
 
-void TextReport::end(const runEnd_t& run) {
+void TextReport::end(const runResult_t& run) {
     if (detail != VERDICT) {
         out << '\n' << summaryText(run, settings) << '\n';
     }

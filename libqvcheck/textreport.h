@@ -31,7 +31,7 @@ public:
                std::uint32_t counter) override;
     void event(const hostEvent_t& event) override;
     void interval(const std::vector<intervalSummary_t>& pieces) override;
-    void end(const runEnd_t& run) override;
+    void end(const runResult_t& run) override;
     bool flush() override;
 
 private:

@@ -42,11 +42,11 @@ std::string dropper(const runSettings_t& settings) {
     return settings.recorded ? "the logger" : "this host";
 }
 
-std::string droppedText(const runEnd_t& run, const runSettings_t& settings) {
+std::string droppedText(const runResult_t& run, const runSettings_t& settings) {
     return countedText(run.summary.findings[FK_OVERRUN], "frame") + " dropped by " + dropper(settings);
 }
 
-std::string failLine(const runEnd_t& run, const runSettings_t& settings) {
+std::string failLine(const runResult_t& run, const runSettings_t& settings) {
     std::string text;
     for (std::uint8_t i = 0; i < FK_NUM; ++i) {
         const auto kind = static_cast<findingKind_t>(i);
@@ -62,7 +62,7 @@ std::string failLine(const runEnd_t& run, const runSettings_t& settings) {
 }
 
 /// What was found and allowed; foreign frames always are, and so they are not told here.
-std::string allowedText(const runEnd_t& run, const runSettings_t& settings) {
+std::string allowedText(const runResult_t& run, const runSettings_t& settings) {
     std::string text;
     for (std::uint8_t i = 0; i < FK_FOREIGN; ++i) {
         const std::uint64_t n = run.summary.findings[i];
@@ -75,7 +75,7 @@ std::string allowedText(const runEnd_t& run, const runSettings_t& settings) {
     return text;
 }
 
-std::string passLine(const runEnd_t& run, const runSettings_t& settings) {
+std::string passLine(const runResult_t& run, const runSettings_t& settings) {
     std::uint64_t injected = 0;
     for (const streamSummary_t& stream : run.summary.streams) {
         injected += stream.totals.injected;
@@ -90,7 +90,7 @@ std::string passLine(const runEnd_t& run, const runSettings_t& settings) {
 }
 
 /// What keeps the check from being whole, the gravest first.
-std::string incompleteLine(const runEnd_t& run, const runSettings_t& settings) {
+std::string incompleteLine(const runResult_t& run, const runSettings_t& settings) {
     const std::string head = "INCOMPLETE: ";
     if (!run.failures.empty()) {
         return head + printable(run.failures.front());
@@ -109,7 +109,7 @@ std::string incompleteLine(const runEnd_t& run, const runSettings_t& settings) {
 
 } // namespace
 
-std::string verdictLine(const runEnd_t& run, const runSettings_t& settings) {
+std::string verdictLine(const runResult_t& run, const runSettings_t& settings) {
     switch (run.verdict) {
     case V_PASS: return passLine(run, settings);
     case V_FAIL: return failLine(run, settings);

@@ -6,7 +6,7 @@
 
 /// The verdict in one line, without its end: "PASS: 30,000 frames, none lost, repeated, reordered or
 /// corrupted".
-std::string verdictLine(const runEnd_t& run, const runSettings_t& settings);
+std::string verdictLine(const runResult_t& run, const runSettings_t& settings);
 
 /// "pass", "fail", "no pattern", "incomplete".
 const char* verdictName(verdict_t verdict);

@@ -44,8 +44,8 @@ CheckRun::CheckRun(const CheckCommandLine& _line)
       inputs(live ? line.devices : std::vector<std::string>(), interfaces),
       now(monotonicNanoseconds()),
       end(line, live, now),
-      time(judge),
-      status(line, judge, time, now),
+      clock(judge),
+      statusLine(line, judge, clock, now),
       reports(line, settings, judge),
       intake(interfaces, judge, causes, live ? &monitor.watch() : nullptr, reports.dump()),
       lookDue(live ? now + lookEvery : RunEnd::NEVER),
@@ -140,14 +140,14 @@ void CheckRun::takeSignals() {
         if (RunSignals::asksToEnd(signal)) {
             end.signal(signal);
         } else {
-            status.print(now);
+            statusLine.print(now);
         }
     }
 }
 
 /// Links changed between `since` and now.
 void CheckRun::takeLinks(std::int64_t since) {
-    const std::int64_t present = time.ofHost();
+    const std::int64_t present = clock.ofHost();
     monitor.read(present - (now - since), present);
 }
 
@@ -192,20 +192,20 @@ void CheckRun::take(std::size_t n) {
         started = true;
     }
     intake.take(frames.data(), n);
-    time.read(frames[n - 1], now);
+    clock.read(frames[n - 1], now);
 }
 
 void CheckRun::settle() {
     if (live && judge.arrivals() > 0) {
-        judge.settle(time.stamp(now));
+        judge.settle(clock.stamp(now));
         if (reports.dump() != nullptr) {
-            reports.dump()->settle(time.at(now));
+            reports.dump()->settle(clock.at(now));
         }
     }
 }
 
 std::int64_t CheckRun::due() const {
-    return std::min(std::min(end.due(), status.due()), std::min(lookDue, intervalDue));
+    return std::min(std::min(end.due(), statusLine.due()), std::min(lookDue, intervalDue));
 }
 
 void CheckRun::tick() {
@@ -218,38 +218,38 @@ void CheckRun::tick() {
         intervalDue += (1 + (now - intervalDue) / line.interval) * line.interval;
         interval();
     }
-    status.tick(now);
+    statusLine.tick(now);
 }
 
 void CheckRun::lookAtHost() {
     inputs.bindAgain();
-    monitor.sample(time.ofHost());
+    monitor.sample(clock.ofHost());
 }
 
 void CheckRun::interval() {
     const std::vector<intervalSummary_t> pieces = judge.interval();
     if (!pieces.empty()) {
-        status.hide();
+        statusLine.hide();
         unflushed = true;
         reports.interval(pieces);
     }
 }
 
 void CheckRun::finding(const finding_t& finding) {
-    status.hide();
+    statusLine.hide();
     unflushed = true;
     reports.finding(finding);
     end.found(finding.kind);
 }
 
 void CheckRun::stream(const streamSummary_t& stream, std::int64_t born) {
-    status.hide();
+    statusLine.hide();
     unflushed = true;
     reports.stream(stream, born);
 }
 
 void CheckRun::event(const hostEvent_t& event) {
-    status.hide();
+    statusLine.hide();
     unflushed = true;
     reports.event(event);
 }
@@ -275,10 +275,10 @@ void CheckRun::drain() {
         }
         now = monotonicNanoseconds();
     }
-    intake.takeDrops(inputs, time.at(now));
+    intake.takeDrops(inputs, clock.at(now));
     settle();
-    monitor.sample(time.ofHost());
-    monitor.watch().finish(time.ofHost());
+    monitor.sample(clock.ofHost());
+    monitor.watch().finish(clock.ofHost());
 }
 
 void CheckRun::refreshHost() {
@@ -293,20 +293,26 @@ int CheckRun::tell() {
         intake.takeDrops(recordings);
     }
     judge.finish();
-    status.hide();
+    statusLine.hide();
     refreshHost();
-    runEnd_t told{judge.summary(),
-                  V_PASS,
-                  end.why(),
-                  end.planned(),
-                  live ? nullptr : &recordings.counts(),
-                  live ? inputs.failures() : recordings.failures()};
-    const bool whole = told.failures.empty() && (live || !isTooBroken(recordings.counts()));
-    told.verdict = verdictOf(told.summary, line.allowance, whole);
+    const runResult_t run = result();
     if (line.interval > 0 && live) {
         interval();
     }
-    reports.end(told);
+    reports.end(run);
     reports.flush();
-    return reports.areFilesWritten() ? end.status(told.verdict) : worse(end.status(told.verdict));
+    const int status = end.status(run.verdict);
+    return reports.areFilesWritten() ? status : worse(status);
+}
+
+runResult_t CheckRun::result() const {
+    runResult_t run{judge.summary(),
+                    V_PASS,
+                    end.why(),
+                    end.planned(),
+                    live ? nullptr : &recordings.counts(),
+                    live ? inputs.failures() : recordings.failures()};
+    const bool whole = run.failures.empty() && (live || !isTooBroken(recordings.counts()));
+    run.verdict = verdictOf(run.summary, line.allowance, whole);
+    return run;
 }

@@ -9,9 +9,9 @@
 #include "qvtools/checkreports.h"
 #include "qvtools/frameintake.h"
 #include "qvtools/liveinputs.h"
+#include "qvtools/runclock.h"
 #include "qvtools/runend.h"
 #include "qvtools/runsignals.h"
-#include "qvtools/runtime.h"
 #include "qvtools/statusline.h"
 #include "qvtools/waitset.h"
 
@@ -56,6 +56,7 @@ private:
     void flush();
     void drain();
     int tell();
+    runResult_t result() const;
 
     std::int64_t due() const;
     void refreshHost();
@@ -74,8 +75,8 @@ private:
     LiveInputs inputs;
     std::int64_t now; ///< ns of the monotonic clock, when the last wait was over
     RunEnd end;
-    RunTime time;
-    StatusLine status;
+    RunClock clock;
+    StatusLine statusLine;
     CheckReports reports;
     FrameIntake intake;
 

@@ -29,10 +29,10 @@ bool wantsColour() {
 
 } // namespace
 
-StatusLine::StatusLine(const CheckCommandLine& line, const Judge& _judge, const RunTime& _time,
+StatusLine::StatusLine(const CheckCommandLine& line, const Judge& _judge, const RunClock& _clock,
                        std::int64_t now)
     : judge(_judge),
-      time(_time),
+      clock(_clock),
       next(isWanted(line) ? now + every : RunEnd::NEVER) {}
 
 void StatusLine::tick(std::int64_t now) {
@@ -41,7 +41,7 @@ void StatusLine::tick(std::int64_t now) {
     }
     next = now + every;
     const summary_t summary = judge.summary();
-    std::cerr << liveLine(summary, time.at(now), rate.at(now, summary.pattern), terminalWidth(),
+    std::cerr << liveLine(summary, clock.at(now), rate.at(now, summary.pattern), terminalWidth(),
                           wantsColour())
               << "\033[K\r" << std::flush;
     shown = true;
@@ -57,5 +57,5 @@ void StatusLine::hide() {
 void StatusLine::print(std::int64_t now) {
     hide();
     const summary_t summary = judge.summary();
-    std::cerr << liveLine(summary, time.at(now), rate.at(now, summary.pattern), 0, false) << std::endl;
+    std::cerr << liveLine(summary, clock.at(now), rate.at(now, summary.pattern), 0, false) << std::endl;
 }

@@ -2,7 +2,7 @@
 
 #include "libqvcheck/liveline.h"
 #include "qvtools/checkcommandline.h"
-#include "qvtools/runtime.h"
+#include "qvtools/runclock.h"
 
 #include <cstdint>
 
@@ -11,7 +11,7 @@
 class StatusLine {
 public:
     /// The check starts `now`. All three outlive it.
-    StatusLine(const CheckCommandLine& line, const Judge& _judge, const RunTime& _time, std::int64_t now);
+    StatusLine(const CheckCommandLine& line, const Judge& _judge, const RunClock& _clock, std::int64_t now);
 
     /// Writes the line anew if that is due.
     void tick(std::int64_t now);
@@ -27,7 +27,7 @@ public:
 
 private:
     const Judge& judge;
-    const RunTime& time;
+    const RunClock& clock;
     FrameRate rate;
     std::int64_t next;
     bool shown = false;

@@ -16,7 +16,7 @@ public:
     void finding(const finding_t&) override { out << "f"; }
     void event(const hostEvent_t& event) override { out << (event.kind == HE_ERROR_FRAME ? "e" : "link\n"); }
     void interval(const std::vector<intervalSummary_t>&) override { out << "interval\n"; }
-    void end(const runEnd_t&) override { out << "end\n"; }
+    void end(const runResult_t&) override { out << "end\n"; }
     bool flush() override { return writes; }
 
     bool writes = true;

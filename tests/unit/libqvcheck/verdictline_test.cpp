@@ -21,7 +21,7 @@ protected:
     InterfaceTable interfaces;
     runSettings_t settings{demands, allowance, interfaces, {}, {"run.log"}, true};
     inputCounts_t input;
-    runEnd_t run{{}, V_PASS, "end of input", true, &input, {}};
+    runResult_t run{{}, V_PASS, "end of input", true, &input, {}};
 };
 
 } // namespace

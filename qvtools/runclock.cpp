@@ -1,17 +1,17 @@
-#include "qvtools/runtime.h"
+#include "qvtools/runclock.h"
 
 #include "libqvcheck/hostclock.h"
 
-void RunTime::read(const receivedFrame_t& frame, std::int64_t now) {
+void RunClock::read(const receivedFrame_t& frame, std::int64_t now) {
     lastInterface = frame.interface;
     lastStamp = frame.time;
     lastRead = now;
 }
 
-std::int64_t RunTime::at(std::int64_t moment) const {
+std::int64_t RunClock::at(std::int64_t moment) const {
     return judge.arrivals() == 0 ? 0 : judge.elapsed(lastInterface, stamp(moment));
 }
 
-std::int64_t RunTime::ofHost() const {
+std::int64_t RunClock::ofHost() const {
     return judge.arrivals() == 0 ? 0 : judge.elapsed(lastInterface, systemNanoseconds());
 }

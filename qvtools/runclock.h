@@ -5,10 +5,10 @@
 #include <cstdint>
 
 /// Moments of this host on the clock of a run, which counts ns from its first frame. 0 before that.
-class RunTime {
+class RunClock {
 public:
     /// `_judge` outlives it.
-    explicit RunTime(const Judge& _judge) : judge(_judge) {}
+    explicit RunClock(const Judge& _judge) : judge(_judge) {}
 
     /// `frame` was the last one read and is judged; it was read `now`, in ns of the monotonic clock.
     void read(const receivedFrame_t& frame, std::int64_t now);
