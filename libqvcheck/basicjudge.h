@@ -152,7 +152,8 @@ private:
         return *in;
     }
 
-    /// A clock that is set is that of the host: it holds for frames that other interfaces have yet to bring.
+    /// A step of the clock is the whole host's: frames that are yet to come from other interfaces have it,
+    /// too.
     void distrustClocks() {
         for (const auto& in : interfaces) {
             if (in != nullptr) {

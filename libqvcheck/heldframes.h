@@ -25,7 +25,7 @@ struct heldFrame_t {
 template<typename Limits>
 class HeldFrames {
 public:
-    static constexpr std::uint32_t size = Limits::held;
+    static constexpr std::uint32_t size = Limits::heldCapacity;
 
     bool empty() const { return first == end; }
     bool full() const { return end - first == size; }

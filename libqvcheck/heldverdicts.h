@@ -72,7 +72,7 @@ public:
 
 private:
     bool isOld(const interface_type& in, const heldFrame_t& held, std::int64_t now) const {
-        return now - held.at.time >= demands.wait || in.frames - held.order >= Limits::heldFrames;
+        return now - held.at.time >= demands.wait || in.frames - held.order >= Limits::heldAge;
     }
 
     /// At the end: frames are missing before the last ones.

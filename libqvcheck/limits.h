@@ -8,13 +8,14 @@ struct limits_t {
     static constexpr std::uint32_t near = 64;     ///< a sound frame closer than this needs no second opinion
     static constexpr std::uint32_t step = 16;     ///< how far apart the frames of a chain may be
     static constexpr std::uint32_t chain = 3;     ///< frames in a row that found a stream
-    static constexpr std::uint32_t held = 256;    ///< undecided frames of an interface
-    static constexpr std::uint32_t heldFrames = 512; ///< an undecided frame is decided after that many
-    static constexpr std::uint32_t interfaces = 256; ///< as many as `receivedFrame_t::interface` can tell
-    static constexpr std::uint32_t streams = 64;     ///< at most 254
+    static constexpr std::uint32_t heldCapacity = 256; ///< undecided frames of an interface
+    static constexpr std::uint32_t heldAge = 512;      ///< frames of the interface until one is decided
+    static constexpr std::uint32_t interfaces = 256;   ///< as many as `receivedFrame_t::interface` can tell
+    static constexpr std::uint32_t streams = 64;       ///< at most 254
     static constexpr std::uint32_t remoteWindow = 512;
-    static constexpr std::uint32_t remoteChain = 8;        ///< remote frames in a row that found a stream
-    static constexpr std::uint32_t successorFrames = 1024; ///< after which a silent stream has a successor
-    static constexpr std::int64_t silence = 1000000000;    ///< ns, likewise
-    static constexpr std::int64_t nsPerFrame = 1000;       ///< no bus carries frames faster
+    static constexpr std::uint32_t remoteChain = 8; ///< remote frames in a row that found a stream
+    static constexpr std::uint32_t successorFrames =
+        1024;                                           ///< of a new stream, which then succeeds a silent one
+    static constexpr std::int64_t silence = 1000000000; ///< ns without a frame: the stream is silent
+    static constexpr std::int64_t nsPerFrame = 1000;    ///< no bus carries frames faster
 };

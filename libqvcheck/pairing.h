@@ -74,8 +74,8 @@ public:
         }
     }
 
-    /// The stream hands its account on to `n`. What is known of frames that are not in the new window is
-    /// lost, and what it decides is decided now. `goesOn`: it is the same run.
+    /// The account moves from `s` to `n`. Counters outside of `n`'s window are forgotten by that, so what is
+    /// unanswered among them is decided first. `goesOn`: it is the same run.
     void handOver(stream_t& s, const stream_t& n, bool goesOn) {
         if (s.pair == nullptr || s.pair->apart) {
             return;

@@ -46,8 +46,8 @@ public:
     }
 
 private:
-    /// The steady stream that waits for just this frame; null when there is none or more than one. Of several
-    /// streams that wait for the same frame the one heard last gets it.
+    /// The stream heard last if it waits for just this frame, otherwise the only one of the frame's key if
+    /// that one does; null if there is neither, or it is not steady.
     static stream_t* waitingFor(const StreamTable<Limits>& table, interface_t<Limits>& in,
                                 const receivedFrame_t& frame) {
         stream_t* const latest = table.at(in.latest);

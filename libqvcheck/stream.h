@@ -67,7 +67,7 @@ struct pair_t {
     std::uint64_t excused = 0;        ///< lost answers that this host lost, not yet met in a run
     bool apart = false;               ///< one half handed its account on, the other may have to
     streamRole_t awaited = SR_ANSWER; ///< that one, while `apart`
-    std::int64_t since = 0;           ///< likewise
+    std::int64_t since = 0;           ///< and the time since when
     pairSummary_t counts = {};
     Histogram roundTrips;
 };
@@ -142,7 +142,7 @@ struct Stream {
     std::int64_t meanGap() const { return static_cast<std::int64_t>(gaps.mean()); }
 
     streamKey_t key;
-    std::uint8_t next = 0; ///< the table's
+    std::uint8_t nextInTable = 0; ///< slot of the next stream in the chain of its key
     std::uint8_t slot = 0;
     PatternForm form;
     Window<Limits> window;

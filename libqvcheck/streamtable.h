@@ -24,7 +24,7 @@ public:
     /// The first stream that may have this key; `after` gives the next. Null at the end. Other keys may be
     /// among them.
     stream_t* first(const streamKey_t& key) const { return at(heads[listOf(key)]); }
-    stream_t* after(const stream_t& s) const { return at(s.next); }
+    stream_t* after(const stream_t& s) const { return at(s.nextInTable); }
 
     /// The stream in a slot; null for an empty one.
     stream_t* at(std::uint8_t slot) const { return slot < Limits::streams ? slots[slot].get() : nullptr; }
@@ -32,7 +32,7 @@ public:
     /// The stream with this key when it is the only one in its list; null: look through the list.
     stream_t* only(const streamKey_t& key) const {
         stream_t* const s = at(heads[listOf(key)]);
-        return s != nullptr && s->next == none && s->key == key ? s : nullptr;
+        return s != nullptr && s->nextInTable == none && s->key == key ? s : nullptr;
     }
 
     /// The stream of this key that has the counter, the one heard last of several; null when none has.
@@ -61,7 +61,7 @@ public:
                 slots[i] = std::make_unique<stream_t>(key, next, errorPeriod);
                 stream_t* const s = slots[i].get();
                 s->slot = static_cast<std::uint8_t>(i);
-                s->next = heads[listOf(key)];
+                s->nextInTable = heads[listOf(key)];
                 heads[listOf(key)] = s->slot;
                 alive.push_back(s);
                 ++born;
@@ -74,9 +74,9 @@ public:
     void remove(stream_t& s) {
         std::uint8_t* link = &heads[listOf(s.key)];
         while (*link != s.slot) {
-            link = &slots[*link]->next;
+            link = &slots[*link]->nextInTable;
         }
-        *link = s.next;
+        *link = s.nextInTable;
         alive.erase(std::find(alive.begin(), alive.end(), &s));
         slots[s.slot].reset();
     }

@@ -61,7 +61,7 @@ std::string failLine(const runResult_t& run, const runSettings_t& settings) {
     return "FAIL: " + text + (run.failures.empty() ? "" : "; and " + printable(run.failures.front()));
 }
 
-/// What was found and allowed; foreign frames always are, and so they are not told here.
+/// What was found and allowed, less foreign frames, which always are.
 std::string allowedText(const runResult_t& run, const runSettings_t& settings) {
     std::string text;
     for (std::uint8_t i = 0; i < FK_FOREIGN; ++i) {
@@ -81,12 +81,11 @@ std::string passLine(const runResult_t& run, const runSettings_t& settings) {
         injected += stream.totals.injected;
     }
     const std::string allowed = allowedText(run, settings);
-    const bool told = injected > 0;
     return "PASS: " + countedText(run.summary.pattern, "frame") +
            (!allowed.empty() ? "; allowed: " + allowed
-            : told           ? ", none lost, repeated or reordered"
+            : injected > 0   ? ", none lost, repeated or reordered"
                              : ", none lost, repeated, reordered or corrupted") +
-           (told ? "; " + grouped(injected) + " corrupted as told" : "");
+           (injected > 0 ? "; " + grouped(injected) + " corrupted as told" : "");
 }
 
 /// What keeps the check from being whole, the gravest first.

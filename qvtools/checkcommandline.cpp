@@ -67,8 +67,8 @@ unit_t<std::uint64_t> readUnit(const char* option, const char* text) {
     return unit_t<std::uint64_t>(0, 0, false).scan(text, 0);
 }
 
-/// ns of a time whose bare number is seconds; above 0.
-std::int64_t readSeconds(const char* option, const char* text) {
+/// A time in ns, above 0; a bare number counts seconds.
+std::int64_t readNanoseconds(const char* option, const char* text) {
     const unit_t<std::uint64_t> unit = readUnit(option, text);
     constexpr std::uint64_t most = std::numeric_limits<std::int64_t>::max();
     std::uint64_t ns = unit.val;
@@ -167,11 +167,11 @@ void CheckCommandLine::take(int letter, const char* argument) {
     case 'v': ++verbose; break;
     case 'q': ++quiet; break;
     case 'd': devices.emplace_back(argument); break;
-    case 'T': duration = readSeconds("-T", argument); break;
-    case 'I': interval = readSeconds("-I", argument); break;
-    case LO_IDLE: idle = readSeconds("--idle", argument); break;
+    case 'T': duration = readNanoseconds("-T", argument); break;
+    case 'I': interval = readNanoseconds("-I", argument); break;
+    case LO_IDLE: idle = readNanoseconds("--idle", argument); break;
     case LO_STOP: takeStop(argument); break;
-    case LO_MAX_GAP: demands.maxGap = readSeconds("--max-gap", argument); break;
+    case LO_MAX_GAP: demands.maxGap = readNanoseconds("--max-gap", argument); break;
     case 'i': demands.ids.push_back(readNumber("-i", argument)); break;
     case 'l': demands.loop = readNumber("-l", argument); break;
     case 't': gapUnit = readGap("-t", argument); break;
@@ -180,8 +180,8 @@ void CheckCommandLine::take(int letter, const char* argument) {
     case 'f': demands.fd = true; break;
     case 'b': demands.brs = demands.fd = true; break;
     case 'a': demands.answer = true; break;
-    case LO_MAX_RTT: demands.maxRtt = readSeconds("--max-rtt", argument); break;
-    case 'w': demands.wait = readSeconds("-w", argument); break;
+    case LO_MAX_RTT: demands.maxRtt = readNanoseconds("--max-rtt", argument); break;
+    case 'w': demands.wait = readNanoseconds("-w", argument); break;
     case LO_ALLOW: takeAllowance(argument); break;
     case LO_JSON: takeJson(argument); break;
     case LO_DUMP: takeDump(argument); break;

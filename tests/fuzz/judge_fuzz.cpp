@@ -34,8 +34,8 @@ struct smallLimits_t : fewInterfaces_t {
     static constexpr std::uint32_t window = 32;
     static constexpr std::uint32_t near = 8;
     static constexpr std::uint32_t step = 4;
-    static constexpr std::uint32_t held = 8;
-    static constexpr std::uint32_t heldFrames = 16;
+    static constexpr std::uint32_t heldCapacity = 8;
+    static constexpr std::uint32_t heldAge = 16;
     static constexpr std::uint32_t streams = 5;
     static constexpr std::uint32_t remoteWindow = 16;
     static constexpr std::uint32_t successorFrames = 24;

@@ -15,7 +15,7 @@ struct smallLimits_t : limits_t {
     static constexpr std::uint32_t window = 8;
     static constexpr std::uint32_t near = 6;
     static constexpr std::uint32_t chain = 8; // no sequence is long enough to be a stream that went back
-    static constexpr std::uint32_t held = 8;
+    static constexpr std::uint32_t heldCapacity = 8;
     static constexpr std::uint32_t streams = 2;
 };
 
