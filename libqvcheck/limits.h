@@ -13,9 +13,8 @@ struct limits_t {
     static constexpr std::uint32_t interfaces = 256;   ///< as many as `receivedFrame_t::interface` can tell
     static constexpr std::uint32_t streams = 64;       ///< at most 254
     static constexpr std::uint32_t remoteWindow = 512;
-    static constexpr std::uint32_t remoteChain = 8; ///< remote frames in a row that found a stream
-    static constexpr std::uint32_t successorFrames =
-        1024;                                           ///< of a new stream, which then succeeds a silent one
-    static constexpr std::int64_t silence = 1000000000; ///< ns without a frame: the stream is silent
-    static constexpr std::int64_t nsPerFrame = 1000;    ///< no bus carries frames faster
+    static constexpr std::uint32_t remoteChain = 8;        ///< remote frames in a row that found a stream
+    static constexpr std::uint32_t successorFrames = 1024; ///< which a successor has at least
+    static constexpr std::int64_t silence = 1000000000;    ///< ns without a frame: the stream is silent
+    static constexpr std::int64_t nsPerFrame = 1000;       ///< no bus carries frames faster
 };

@@ -12,14 +12,13 @@ struct senderGap_t {
     std::uint64_t jitter; ///< below `gap` unless both are 0
 };
 
-/// A bare number counts as µs; with a prefix it is scaled, modulo 2^64. Prefixes below micro scale by 0. The
-/// factor goes through double precision, not through a table of integer powers:
-/// both are intended.
+/// A bare number counts as µs; with a prefix it is scaled, modulo 2^64. Prefixes below micro scale by 0, and
+/// the factor goes through double precision, not through a table of integer powers: both are intended.
 inline std::uint64_t toMicroseconds(const unit_t<std::uint64_t>& unit) {
     return unit.prefix ? unit.val * saturateToUint64(std::pow(10.0, unit.exp + 6)) : unit.val;
 }
 
-/// What -t and -j mean together.
+/// What -t and -j mean together. A jitter that is not smaller than the gap is cut to one below it: intended.
 inline senderGap_t senderGap(const unit_t<std::uint64_t>& gapUnit, const unit_t<std::uint64_t>& jitterUnit) {
     senderGap_t times = {toMicroseconds(gapUnit), toMicroseconds(jitterUnit)};
     if (times.gap == 0) {
