@@ -47,6 +47,18 @@ TEST(SoundFrame, BelongsToAStreamJoinedUpTo64FramesBehindIt) {
     }
 }
 
+TEST(MissingFrame, FillsItsPlaceUpTo1024FramesBehind) {
+    demands_t demands;
+    demands.wait = 10000 * Judged::millisecond;
+    for (const std::uint32_t behind : {1023U, 1024U, 1025U}) {
+        SCOPED_TRACE(behind);
+        Judged judged(demands);
+        judged.see(sender, 0, 10).see(sender, 11, 10 + behind).see(sender, 10, 11);
+        EXPECT_EQ(told(judged, FT_REORDERED), behind <= 1024 ? 1U : 0U);
+        EXPECT_EQ(judged.found(FK_LOST), behind <= 1024 ? 0U : 1U);
+    }
+}
+
 TEST(ThreeFrames, FoundAStreamUpTo16Apart) {
     for (const std::uint32_t apart : {1U, 7U, 8U, 15U, 16U, 17U}) {
         SCOPED_TRACE(apart);
