@@ -94,16 +94,10 @@ private:
         return best;
     }
 
-    /// Two streams expect the same frame. A child that did not begin as a sender does only repeats its
-    /// parent.
+    /// Two streams expect the same frame; `than` is the younger one. A child that did not begin as a sender
+    /// does only repeats its parent.
     static bool isLikelier(const stream_t& s, const stream_t& than) {
-        if (s.parent == &than) {
-            return s.beganLike(than);
-        }
-        if (than.parent == &s) {
-            return !than.beganLike(s);
-        }
-        return s.last.number > than.last.number;
+        return than.parent == &s ? !than.beganLike(s) : s.last.number > than.last.number;
     }
 
     void markAmbiguous(const streamKey_t& key) {
@@ -136,7 +130,6 @@ private:
         const streamKey_t key = s.key;
         const auto frames = s.repeats;
         s.streak = 0;
-        s.frames -= Limits::chain;
         if (!s.named || table.full()) {
             succession.explainAll(); // the stream may be another one now
         }

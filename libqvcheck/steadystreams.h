@@ -83,7 +83,6 @@ private:
         ++s.counts.intact;
         s.own |= frame.own;
         ++s.unique;
-        ++s.frames;
         s.last = s.lastRecord = at;
         s.lastSteps = clockSteps;
         streamSlot_t& slot = s.series.at(at.time);

@@ -158,7 +158,7 @@ struct Stream {
     bool silenceTold = false;
     std::uint32_t leftOut = 0;   ///< frames of the interface that the recording left out since
     std::uint64_t lastSteps = 0; ///< steps of the interface's clock up to it
-    std::uint64_t frames = 0;    ///< of any sort
+    std::uint64_t frames = 0;    ///< of any sort; means something while not `named`
     std::uint64_t unique = 0;    ///< counters that arrived
 
     std::uint16_t number = 0; ///< of the name; lent by the likely predecessor while not `named`

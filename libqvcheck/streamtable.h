@@ -21,8 +21,8 @@ public:
         alive.reserve(Limits::streams);
     }
 
-    /// The first stream that may have this key; `after` gives the next. Null at the end. Other keys may be
-    /// among them.
+    /// The youngest stream that may have this key; `after` gives the next older one. Null at the end. Other
+    /// keys may be among them.
     stream_t* first(const streamKey_t& key) const { return at(heads[listOf(key)]); }
     stream_t* after(const stream_t& s) const { return at(s.nextInTable); }
 
