@@ -6,9 +6,9 @@
 
 #include <algorithm>
 
-/// Finds the stream of a sound frame among those of its key: the one whose next counter is nearest. Frames
-/// that came already are kept, and as many of them in a row as found a stream are one that began anew. Owns
-/// nothing. Used by one thread.
+/// Finds the stream of a sound frame among those with its key: the one whose next counter is nearest. Repeats
+/// are kept back: as many in a row as found a stream mean that it restarted. Owns nothing. Used by one
+/// thread.
 template<typename Limits>
 class Acceptor {
 public:
@@ -27,7 +27,7 @@ public:
           founder(_founder),
           joiner(_joiner) {}
 
-    /// How far a sound frame is from what the stream expects; UINT32_MAX when it is none of its own.
+    /// Distance of a sound frame from what the stream expects; UINT32_MAX if it cannot belong to the stream.
     static std::uint32_t costOf(const stream_t& s, std::uint32_t counter) {
         const std::int32_t d = ahead(counter, s.window.next());
         if (d >= 0) {
@@ -43,8 +43,8 @@ public:
         return behind <= Limits::near ? Limits::step + behind : UINT32_MAX;
     }
 
-    /// Takes a sound frame into the stream that it continues, repeats or completes, or the demanded one that
-    /// it founds; false: none is near.
+    /// Adds a sound frame to the stream that it continues, repeats or completes, or to the demanded one that
+    /// it founds. Returns false if none is near.
     bool accept(interface_type& in, const streamKey_t& key, std::uint32_t counter, const sighting_t& seen) {
         candidate_t best = nearest(key, counter, seen.at);
         if (best.cost > 0 && !demands.ids.empty()) {
@@ -94,8 +94,8 @@ private:
         return best;
     }
 
-    /// Two streams expect the same frame; `than` is the younger one. A child that did not begin as a sender
-    /// does only repeats its parent.
+    /// Both streams expect the same frame; `than` is the younger one. A child that did not begin like a
+    /// sender merely repeats its parent.
     static bool isLikelier(const stream_t& s, const stream_t& than) {
         return than.parent == &s ? !than.beganLike(s) : s.last.number > than.last.number;
     }
@@ -131,7 +131,7 @@ private:
         const auto frames = s.repeats;
         s.streak = 0;
         if (!s.named || table.full()) {
-            succession.explainAll(); // the stream may be another one now
+            succession.explainAll(); // the stream may be a different one now
         }
         stream_t* const parent = table.streamThatHas(key, frames[0].counter);
         if (parent != nullptr && parent->child != nullptr) {

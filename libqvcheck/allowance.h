@@ -11,16 +11,16 @@
 /// The findings that do not fail a check, each up to a number.
 class Allowance {
 public:
-    /// Foreign frames are allowed without limit, nothing else.
+    /// Foreign frames are allowed without limit, nothing else is.
     Allowance() { most[FK_FOREIGN] = unlimited; }
 
-    /// Adds a list like "lost=10,reordered" or "all". False, with the entry that could not be read in
-    /// `wrong`, when there is one; what came before it has been added.
+    /// Adds a list like "lost=10,reordered" or "all". Returns false, with the first invalid entry in `wrong`,
+    /// if there is one; the entries before it have been added.
     bool add(std::string_view list, std::string& wrong);
 
-    /// Some number of this kind is allowed.
+    /// Whether any of this kind are allowed.
     bool allows(findingKind_t kind) const { return most[kind] > 0; }
-    /// The largest number of them that does not fail the check.
+    /// The largest number that does not fail the check.
     std::uint64_t limit(findingKind_t kind) const { return most[kind]; }
 
     static constexpr std::uint64_t unlimited = std::numeric_limits<std::uint64_t>::max();

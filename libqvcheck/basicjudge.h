@@ -9,7 +9,7 @@
 #include <memory>
 #include <vector>
 
-/// The judge for any limits. `Judge` has its contract.
+/// The judge for any limits. See `Judge` for the contract.
 template<typename Limits>
 class BasicJudge {
 public:
@@ -60,7 +60,7 @@ public:
         remote.finish();
         demultiplexer.finish();
         demultiplexer.pairs().finish();
-        // What happened behind the last frame explains frames that are missing there.
+        // Events after the last frame explain frames that are missing there.
         demultiplexer.close({latest(), count + 1});
         tellAbsent();
     }
@@ -152,8 +152,7 @@ private:
         return *in;
     }
 
-    /// A step of the clock is the whole host's: frames that are yet to come from other interfaces have it,
-    /// too.
+    /// A clock step affects the host: frames still to come from other interfaces have it, too.
     void distrustClocks() {
         for (const auto& in : interfaces) {
             if (in != nullptr) {
@@ -162,7 +161,7 @@ private:
         }
     }
 
-    // What few frames need is kept out of `judge`, which then needs less of a stack frame for all others.
+    // What few frames need is kept out of `judge`, to keep its stack frame small.
 
     [[gnu::noinline]] void enter(std::unique_ptr<interface_type>& in, const receivedFrame_t& frame) {
         if (firstStamp == receivedFrame_t::noTime) {
@@ -181,7 +180,7 @@ private:
         }
     }
 
-    /// The time at which an interface begins, by the stamps of the first one.
+    /// The time at which an interface begins, derived from the stamps of the first one.
     std::int64_t startOf(const receivedFrame_t& frame) const {
         std::int64_t since = 0;
         const bool known =
@@ -199,7 +198,7 @@ private:
         demultiplexer.leaveOut(in, frame.dropped);
     }
 
-    /// How far the run has come on any interface.
+    /// How far the run has got on any interface.
     std::int64_t latest() const {
         std::int64_t time = settled;
         for (const auto& in : interfaces) {

@@ -5,8 +5,8 @@
 
 #include <algorithm>
 
-/// Keeps the accounts of streams: what a frame at a certain counter means for them. Owns nothing of a stream;
-/// what it counts is there. Used by one thread.
+/// Keeps the accounts of streams: what a frame with a certain counter means for them. Owns nothing; the
+/// counts are in the stream. Used by one thread.
 ///
 /// After each call expected = intact + corrupted + lost + open.
 template<typename Limits>
@@ -20,7 +20,7 @@ public:
           streamDemands(_demands, _reporter),
           corruption(_reporter) {}
 
-    /// The frame is the stream's frame `counter`, which lies in its window. No gap leaves the window by it.
+    /// The frame is the stream's frame `counter`, which lies in its window and pushes no gap out of it.
     void take(stream_t& s, std::uint32_t counter, const sighting_t& seen) {
         if (s.empty) {
             begin(s, counter, seen);
@@ -39,7 +39,7 @@ public:
         heard(s, seen, d >= 0);
     }
 
-    /// A sound frame of the stream that fits no place of it.
+    /// A sound frame of the stream that fits nowhere in it.
     void stray(stream_t& s, const Reading& reading, const sighting_t& seen) {
         ++s.counts.stray;
         finding_t f = streamFinding(s, FK_STRAY, seen.at.time, reading.counter(), 1);
@@ -49,14 +49,14 @@ public:
         reporter.frame(seen.frame, FT_STRAY, s.number, reading.counter());
     }
 
-    /// A sound frame that came already waits to be told as repeated: more of them may be a stream.
+    /// Keeps a sound frame that already arrived, to be reported as repeated: more of them may be a stream.
     void keepRepeat(stream_t& s, std::uint32_t counter, const sighting_t& seen) {
         endSilence(s, seen);
         s.repeats[s.streak++] = {seen.frame, counter, seen.at};
         heard(s, seen, false);
     }
 
-    /// Frames that wait to be told as repeated are told.
+    /// Reports the kept repeats.
     void tellRepeats(stream_t& s) {
         for (std::uint32_t i = 0; i < s.streak; ++i) {
             const repeat_t& r = s.repeats[i];
@@ -67,7 +67,7 @@ public:
         s.streak = 0;
     }
 
-    /// `n` frames from `counter` on came again; `frame`: the one, null for none to show.
+    /// `n` frames from `counter` on were repeated; `frame`: the one to show, or null.
     void tellRepeat(stream_t& s, std::uint32_t counter, std::int64_t time, std::uint32_t n,
                     const receivedFrame_t* frame) {
         finding_t f = streamFinding(s, FK_REPEATED, time, counter, n);
@@ -77,7 +77,7 @@ public:
         reporter.finding(f);
     }
 
-    /// A frame that another stream took for its own; it was told before.
+    /// A frame that another stream had claimed; it has already been reported.
     void adopt(stream_t& s, stream_t& from, std::uint32_t counter) {
         const arrivalTime_t at = {from.window.timeOf(counter), from.lastRecord.number};
         const bool damaged = from.window.damaged(counter);
@@ -139,7 +139,7 @@ private:
         arrive(s, counter, seen, hit, FT_IN_ORDER);
     }
 
-    /// A frame from below the first one: the stream began earlier.
+    /// A frame below the first one: the stream began earlier.
     void extend(stream_t& s, std::uint32_t counter, const sighting_t& seen) {
         const std::uint32_t between = s.first - counter - 1;
         if (between > 0) {
@@ -158,14 +158,14 @@ private:
         s.counts.overtaken += behind && between == 0 ? 1U : 0U;
     }
 
-    /// A missing frame came after all.
+    /// A missing frame arrived after all.
     void fill(stream_t& s, std::uint32_t counter, const sighting_t& seen) {
         gap_t* const gap = s.window.gapOf(counter);
         if (gap == nullptr) {
             late(s, counter, seen);
             return;
         }
-        // A frame that was held came before the one that opened the gap: nothing overtook it.
+        // A held frame came before the one that opened the gap, so nothing overtook it.
         const bool behind = seen.at.number > gap->opened.number;
         if (behind) {
             gap->overtaken = true;
@@ -177,8 +177,8 @@ private:
                behind ? FT_REORDERED : FT_IN_ORDER);
     }
 
-    /// RFC 4737: a frame is reordered when one with a higher counter came before it, and its extent is the
-    /// number of frames since the earliest such one, which is the one that showed the gap.
+    /// RFC 4737: a frame is reordered if one with a higher counter came before it. Its extent is the number
+    /// of frames since the earliest such one, which is the one that showed the gap.
     void reordered(stream_t& s, std::uint32_t counter, const sighting_t& seen, const arrivalTime_t& opened,
                    std::uint64_t extent) {
         finding_t f = streamFinding(s, FK_REORDERED, seen.at.time, counter, 1);
@@ -219,7 +219,7 @@ private:
         reporter.frame(seen.frame, FT_REPEATED, s.number, counter);
     }
 
-    /// A counter's first frame. `hit`: the sender was told to corrupt it.
+    /// The first frame with a counter. `hit`: the sender was to corrupt it.
     void arrive(stream_t& s, std::uint32_t counter, const sighting_t& seen, bool hit, taken_t taken) {
         s.window.mark(counter, seen.at.time, seen.damaged != nullptr);
         ++s.unique;
@@ -236,7 +236,7 @@ private:
         reporter.frame(seen.frame, taken, s.number, counter);
     }
 
-    /// The frame is not placed yet: the last one before the silence has the highest counter.
+    /// The frame is not placed yet, so the highest counter is that of the last frame before the silence.
     void endSilence(stream_t& s, const sighting_t& seen) {
         if (seen.at.number > s.last.number && seen.clockSteps == s.lastSteps) {
             streamDemands.checkSilence(s, seen.at.time);
@@ -252,7 +252,7 @@ private:
         streamDemands.checkFormat(s, seen);
         s.atRecord = wasRecord;
         if (seen.at.number <= s.last.number) {
-            return; // it was held, and others came since
+            return; // it was held, and others have come since
         }
         slot.longestGap = std::max(slot.longestGap, seen.at.time - s.last.time);
         s.silenceTold = false;

@@ -30,7 +30,7 @@ const char* passBlanks(const char* at, const char* end) {
     return at;
 }
 
-/// The digits from `at` on as a number, which is right up to the nineteenth; `at` moves behind them.
+/// Reads the digits from `at` on as a number, exact up to 19 digits, and moves `at` past them.
 std::uint64_t readDigits(const char*& at) {
     std::uint64_t number = 0;
     for (unsigned int digit; (digit = digitOf(*at)) < 10; ++at) {
@@ -39,7 +39,7 @@ std::uint64_t readDigits(const char*& at) {
     return number;
 }
 
-/// `(`, seconds, a point, one to nine digits, `)`. Returns the place behind it, null when it is no such.
+/// `(`, seconds, a point, one to nine digits, `)`. Returns the position after it, or null if it is malformed.
 const char* readTime(const char* at, std::int64_t& time) {
     static constexpr std::array<std::uint32_t, 10> scale = {0,     100000000, 10000000, 1000000, 100000,
                                                             10000, 1000,      100,      10,      1};
@@ -59,7 +59,7 @@ const char* readTime(const char* at, std::int64_t& time) {
     return at + 1;
 }
 
-/// What may follow the frame: nothing, or R or T and nothing. A carriage return counts as a blank.
+/// What may follow the frame: nothing, or R or T and nothing more. A carriage return counts as a blank.
 bool readDirection(const char* at, const char* end, bool& own) {
     own = false;
     if (at == end) {

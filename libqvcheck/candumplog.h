@@ -6,14 +6,14 @@
 #include <cstdint>
 #include <string>
 
-/// Frames from the lines of a candump log, as `candump -l` and `-L` write them:
-/// `(1436509052.249713) can0 123#1122`, and ` R` or ` T` behind the frame where the logger tells received
-/// from sent. The DROPCOUNT lines of `candump -d` become `dropped` of the next frame of that interface, and
-/// so do the comments in which DumpReport tells what it left out: `# left out 9 CAN frames on 'can0'`. Any
-/// other line that does not begin with `(` is a comment.
+/// Frames from the lines of a candump log, as `candump -l` and `-L` write them: `(1436509052.249713) can0
+/// 123#1122`, followed by ` R` or ` T` if the logger distinguishes received from sent. The DROPCOUNT lines of
+/// `candump -d` become `dropped` of that interface's next frame, as do the comments in which DumpReport
+/// reports what it left out: `# left out 9 CAN frames on 'can0'`. Any other line that does not begin with `(`
+/// is a comment.
 class CandumpLog : public RecordingFormat {
 public:
-    /// More than any interface has (IFNAMSIZ is 16): other loggers name channels.
+    /// Longer than any interface name (IFNAMSIZ is 16): other loggers name channels.
     static constexpr std::size_t LONGEST_NAME = 128;
 
     using RecordingFormat::RecordingFormat;
@@ -25,6 +25,6 @@ private:
     const char* readInterface(const char* at, const char* end, std::uint8_t& index);
     void readComment(const inputLine_t& line);
 
-    std::string lastName; ///< the interface of the line before, and its index
+    std::string lastName; ///< the interface of the previous line, and its index
     std::uint8_t lastIndex = 0;
 };

@@ -1,9 +1,9 @@
 // A raw CAN socket for listening.
 //
 // Without CAN_RAW_FD_FRAMES the kernel discards FD frames before the receive queue and counts them nowhere.
-// An interface that is deleted unbinds its socket for good and takes its filters with it, the one that lets
-// all frames pass as well (net/can/raw.c, NETDEV_UNREGISTER). Bound again without a filter it would hear
-// nothing.
+// Deleting an interface unbinds its socket for good and removes its filters, including the default one that
+// passes all frames (net/can/raw.c, NETDEV_UNREGISTER). Bound again without a filter, the socket would
+// receive nothing.
 
 #include "libqvcheck/cansocket.h"
 
@@ -31,7 +31,7 @@ bool setBuffer(int fd) {
            setOption(fd, SOL_SOCKET, SO_RCVBUF, receiveBufferBytes);
 }
 
-/// Everything is set before the socket is bound, so it holds from the first frame on.
+/// All options are set before the bind, so they apply from the first frame on.
 bool setUp(int fd) {
     return setOption(fd, SOL_CAN_RAW, CAN_RAW_FD_FRAMES, 1) &&
            setOption(fd, SOL_CAN_RAW, CAN_RAW_ERR_FILTER, CAN_ERR_MASK) &&

@@ -53,7 +53,7 @@ std::uint64_t Causes::takePlaced(lossCause_t cause, const loss_t& loss, std::uin
     return taken;
 }
 
-/// Times of different interfaces need not be in order.
+/// Times of different interfaces need not be ordered.
 std::uint64_t Causes::takeTimed(lossCause_t cause, const loss_t& loss, std::uint64_t wanted) {
     std::uint64_t taken = 0;
     for (std::size_t i = 0; i < byTime.size(); ++i) {

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <array>
 
-/// Decides what a chain is, held frames that go on from each other: damage, a repeated block, or the
-/// beginning of a stream, which then takes its frames from those held. Owns nothing. Used by one thread.
+/// Decides what a chain, held frames that continue each other, is: damage, a repeated block, or the beginning
+/// of a stream, which then takes its frames from the held ones. Owns nothing. Used by one thread.
 template<typename Limits>
 class Chains {
 public:
@@ -53,7 +53,7 @@ public:
 private:
     using chain_t = std::array<heldFrame_t*, Limits::chain>;
 
-    /// Where the frame belongs if it is a damaged one.
+    /// Where the frame belongs if it is damaged.
     place_t<Limits> placeOfDamaged(const heldFrame_t& held) const {
         Reading reading(held.frame, held.role());
         reading.vote();
@@ -89,7 +89,7 @@ private:
             return;
         }
         findStart(in, *s, counter, at.number);
-        s->fd = chain[0]->frame.fd; // its name says so
+        s->fd = chain[0]->frame.fd; // needed for its name
         if (!s->named) {
             succession.born(*s);
             in.lookBy(succession.due(*s));
@@ -97,7 +97,7 @@ private:
         rejudge(in, *s, counter);
     }
 
-    /// The stream that a chain founds, a demanded one if it may be; null when there is no room.
+    /// The stream that a chain founds, a demanded one if possible; null if there is no room.
     stream_t* add(const chain_t& chain) {
         const heldFrame_t& first = *chain[0];
         if (table.full()) {
@@ -111,7 +111,7 @@ private:
         return s != nullptr ? s : founder.addUnnamed(first.key, first.counter, parent, first.at);
     }
 
-    /// The stream begins at the lowest of the held frames from before its chain that belong to it.
+    /// The stream begins at the lowest of its held frames from before the chain.
     void findStart(interface_type& in, stream_t& s, std::uint32_t counter, std::uint64_t begin) {
         s.window.restartAt(counter);
         std::uint32_t lowest = counter;
@@ -119,7 +119,7 @@ private:
             const heldFrame_t& held = in.held[place];
             if (held.waiting && held.at.number < begin && held.key.sameClass(s.key)) {
                 lowest = std::min(lowest, startOf(held, s, counter), [counter](auto a, auto b) {
-                    return counter - a > counter - b; // the lower one is further below
+                    return counter - a > counter - b; // lower: further below `counter`
                 });
             }
         }
@@ -134,7 +134,7 @@ private:
         s.window.restartAt(lowest);
     }
 
-    /// The counter of a held frame that belongs to the start of a stream; else the one the stream began with.
+    /// The counter of a held frame that belongs to the start of the stream, else the stream's first one.
     std::uint32_t startOf(const heldFrame_t& held, const stream_t& s, std::uint32_t counter) const {
         if (s.startsHere(counter)) {
             return counter;
@@ -144,7 +144,7 @@ private:
         return below ? place.counter : counter;
     }
 
-    /// Held frames of the class find their place in the new stream.
+    /// Places the held frames of the class in the new stream.
     void rejudge(interface_type& in, stream_t& born, std::uint32_t counter) {
         const streamKey_t key = born.key;
         for (auto place = in.held.firstPlace(); place != in.held.endPlace(); ++place) {

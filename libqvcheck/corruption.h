@@ -4,8 +4,8 @@
 #include "libqvcheck/sighting.h"
 #include "libqvcheck/streamfinding.h"
 
-/// What damage means for a stream: injected as the sender was told, the echo of a frame that was damaged
-/// itself, or a finding. Owns nothing; what it counts is in the stream. Used by one thread.
+/// What damage means for a stream: injected as demanded, the echo of a frame that was itself damaged, or a
+/// finding. Owns nothing; the counts are in the stream. Used by one thread.
 template<typename Limits>
 class Corruption {
 public:
@@ -14,7 +14,7 @@ public:
     /// The reporter outlives it.
     explicit Corruption(Reporter& _reporter) : reporter(_reporter) {}
 
-    /// The first frame with this counter is damaged. True when the sender was told to.
+    /// The first frame with this counter is damaged. Returns whether the sender was to damage it.
     bool injected(stream_t& s, std::uint32_t counter, const sighting_t& seen) {
         const evidence_t evidence = seen.damaged->evidence(counter, s.key.tag, s.key.extended, s.key.length);
         if (s.injection.damaged(counter, evidence)) {
@@ -30,13 +30,13 @@ public:
         return false;
     }
 
-    /// The first frame with this counter is intact, and the sender was told to corrupt it.
+    /// The first frame with this counter is intact although the sender was to corrupt it.
     void uninjected(stream_t& s, std::uint32_t counter, std::int64_t time) {
         s.injection.missed();
         reporter.finding(streamFinding(s, FK_UNINJECTED, time, counter, 1));
     }
 
-    /// A damaged frame that nothing excuses.
+    /// Reports a damaged frame that nothing excuses.
     void tell(const stream_t& s, std::uint32_t counter, const sighting_t& seen) {
         finding_t f = streamFinding(s, FK_CORRUPTED, seen.at.time, counter, 1);
         f.evidence = seen.damaged->evidence(counter, s.key.tag, s.key.extended, s.key.length);
@@ -45,7 +45,7 @@ public:
     }
 
 private:
-    /// The answer to a frame that was damaged in the same way.
+    /// Whether this answers a frame that was damaged in the same way.
     static bool isEcho(const stream_t& s, std::uint32_t counter, const evidence_t& evidence) {
         if (s.pair == nullptr || s.key.role != SR_ANSWER) {
             return false;

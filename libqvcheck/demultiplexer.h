@@ -15,9 +15,9 @@
 #include "libqvcheck/streamfounder.h"
 #include "libqvcheck/succession.h"
 
-/// Finds the stream and the place of each data frame. Sound frames that continue a stream cost one look; what
-/// fits nowhere is held until the frames around it explain it, and three that go on from each other found a
-/// stream. Owns the streams and all that works on them. Used by one thread.
+/// Finds the stream and the place of each data frame. A sound frame that continues a stream costs one
+/// comparison; one that fits nowhere is held until the frames around it explain it, and three that continue
+/// each other found a stream. Owns the streams and everything that works on them. Used by one thread.
 template<typename Limits>
 class Demultiplexer {
 public:
@@ -45,8 +45,8 @@ public:
     /// An interface that frames will come from.
     void enter(const interface_type& in) { founder.enter(in); }
 
-    /// Nearly all frames: the one that a steady stream waits for, to the bit. False: `judge` has to look at
-    /// it.
+    /// The fast path of nearly all frames: exactly the frame that a steady stream expects. False: call
+    /// `judge`.
     bool takeNext(interface_type& in, const receivedFrame_t& frame, const arrivalTime_t& at) {
         stream_t* const s = steady.takeNext(table, in, frame, at);
         if (s != nullptr && s->pair != nullptr) {
@@ -75,19 +75,19 @@ public:
         judgeUnplaced(in, isAnswer ? answer : direct, isAnswer ? SR_ANSWER : SR_DIRECT, seen);
     }
 
-    /// The recording leaves out `n` frames of the interface: what they would have explained is decided now.
+    /// The recording omits `n` frames of the interface: decides now what they would have explained.
     void leaveOut(interface_type& in, std::uint32_t n) {
         verdicts.decideAll(in);
         succession.explainAll();
         leftOut.leaveOut(in.index, n);
     }
 
-    /// Is there anything that may have waited for too long?
+    /// Whether anything may have waited too long.
     bool mayExpire(const interface_type& in, std::int64_t now) const {
         return now >= in.deadline || !in.held.empty();
     }
 
-    /// Gives up what has waited for too long at `now`.
+    /// Gives up what has waited too long at `now`.
     void expire(interface_type& in, std::int64_t now) {
         verdicts.decideOld(in, now);
         if (now >= in.deadline) {
@@ -95,10 +95,10 @@ public:
         }
     }
 
-    /// Decides all held frames of an interface: nothing more will come.
+    /// Decides all held frames of an interface, as no more will come.
     void decideAll(interface_type& in) { verdicts.decideAll(in); }
 
-    /// The end of all streams, once no frame is held.
+    /// Ends all streams, once no frame is held.
     void finish() {
         for (stream_t* const s : table.all()) {
             booking.tellRepeats(*s);
@@ -119,7 +119,7 @@ public:
         }
     }
 
-    /// After `finish`: what the end of the run and its whole say of each stream.
+    /// After `finish`: judges each stream by the end of the run and by its totals.
     void close(const arrivalTime_t& end) {
         for (stream_t* const s : table.all()) {
             losses.loseRest(*s, end);
@@ -136,7 +136,7 @@ public:
     bool sawPatternWithoutStream() const { return verdicts.sawPatternWithoutStream(); }
 
 private:
-    /// One byte of run or none fits a frame as well as an answer.
+    /// With at most one run byte a frame fits as either frame or answer.
     bool placesOnlyAsAnswer(const Reading& direct, const Reading& answer) {
         return placeOf(table, direct, keyOf(direct, SR_DIRECT), false).stream == nullptr &&
                placeOf(table, answer, keyOf(answer, SR_ANSWER), false).stream != nullptr;
@@ -146,7 +146,7 @@ private:
         return {reading.raw().interface, role, reading.extended(), reading.length(), reading.tag()};
     }
 
-    /// A frame that no stream takes as a sound one.
+    /// A frame that no stream accepts as sound.
     void judgeUnplaced(interface_type& in, const Reading& reading, streamRole_t role,
                        const sighting_t& seen) {
         const streamKey_t key = keyOf(reading, role);
@@ -189,7 +189,7 @@ private:
         }
     }
 
-    // Few frames get here; a copy at each caller is 2 KiB more.
+    // Few frames get here, and inlining it into each caller costs 2 KiB.
     [[gnu::noinline]] void inspectStreams(interface_type& in, std::int64_t now) {
         in.deadline = INT64_MAX;
         while (stream_t* const s = unexplained(in, now)) {
@@ -202,7 +202,7 @@ private:
         }
     }
 
-    /// A stream of which can be said what it is; null when there is none.
+    /// A stream that can be explained now; null if there is none.
     stream_t* unexplained(interface_type& in, std::int64_t now) {
         for (stream_t* const s : table.all()) {
             if (!s->named && s->key.interface == in.index) {

@@ -12,10 +12,10 @@
 
 namespace {
 
-/// Beyond the wait: what the judge takes to see that a stream began anew.
+/// Added to the wait: the time the judge needs to see that a stream restarted.
 constexpr std::int64_t reserve = 2000000000;
 
-/// A device file's name may have characters that end a name in a log.
+/// A device file's name may contain characters that end a name in a log.
 std::string logName(const std::string& name) {
     std::string text = name.substr(0, CandumpLog::LONGEST_NAME);
     std::replace_if(
@@ -24,7 +24,7 @@ std::string logName(const std::string& name) {
     return text.empty() ? "_" : text;
 }
 
-/// canplayer takes no more than six digits behind the point.
+/// canplayer accepts at most six digits after the point.
 std::string stampText(std::int64_t stamp) {
     return '(' + secondsText(std::max<std::int64_t>(stamp, 0) / 1000 * 1000, 6) + ") ";
 }
@@ -88,7 +88,7 @@ void DumpReport::finding(const finding_t& finding) {
     }
 }
 
-/// The frame in hand is not here yet: it comes when it is judged.
+/// The current frame is not held yet: it is added after it was judged.
 void DumpReport::tell(std::int64_t time, std::int64_t since, std::uint8_t interface, std::uint16_t stream,
                       const std::string& text) {
     const std::string name =
@@ -115,7 +115,7 @@ void DumpReport::placeComments() {
     unplaced.clear();
 }
 
-/// Nothing when all frames of the interface are later or gone.
+/// Nothing if all frames of the interface are later or gone.
 std::optional<std::uint64_t> DumpReport::placeOf(std::int64_t time, std::uint8_t interface) {
     for (std::uint64_t place = next; place != first; --place) {
         const held_t& held = at(place - 1);
@@ -144,7 +144,7 @@ void DumpReport::want(std::uint64_t place, std::uint8_t interface) {
     ahead[interface] = std::max(ahead[interface], behind);
 }
 
-/// So that a stream that was silent among others is silent in the log.
+/// Keeps a silence of one stream among others visible in the log.
 void DumpReport::wantBetween(std::uint64_t from, std::uint64_t to, std::uint8_t interface) {
     for (; from < to && to - from <= BETWEEN; ++from) {
         at(from).wanted = at(from).wanted || at(from).frame.interface == interface;
@@ -159,7 +159,7 @@ void DumpReport::wantLast() {
     }
 }
 
-/// The oldest frame is written, or counts as left out.
+/// Writes the oldest frame or counts it as left out.
 void DumpReport::release() {
     const held_t& held = at(first);
     if (held.wanted) {
@@ -184,7 +184,7 @@ void DumpReport::write(const held_t& held) {
     }
     absent = 0;
     const std::int64_t stamp = frame.time == receivedFrame_t::noTime ? held.time : frame.time;
-    // What a CAN XL frame carries is not kept.
+    // The content of a CAN XL frame is not kept.
     out << (frame.xl ? "# " : "") << stampText(stamp) << name << ' ' << frameText(frame)
         << (frame.own ? " T\n" : "\n");
 }
@@ -196,7 +196,7 @@ void DumpReport::writeComments() {
     }
 }
 
-/// As candump -d does.
+/// As `candump -d` writes them.
 void DumpReport::writeDrops(const std::string& name, std::uint64_t n) {
     totalDrops += n;
     out << "DROPCOUNT: dropped " << n << " CAN frame" << (n == 1 ? "" : "s") << " on '" << name

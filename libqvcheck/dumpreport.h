@@ -10,19 +10,19 @@
 #include <vector>
 
 /// Writes a candump log of the frames around the first findings of a run, in the order in which they were
-/// read, each frame once. A comment tells each finding in front of the frame that showed it. The first and
-/// the last frames of each interface are there as well, and those around the birth of each stream, so that a
-/// check of the log sees the same streams. Where frames between are left out, a comment tells the reader of
-/// the log how many.
+/// read, each frame once. A comment before the frame that showed a finding describes it. The first and last
+/// frames of each interface are included, as are those around the birth of each stream, so that a check of
+/// the log sees the same streams. Where frames are left out, a comment says how many.
 ///
-/// A finding is told when it is settled, and a frame that is missing only after the demanded wait. So the
-/// last `HELD` frames are kept until no finding can want them any more. Findings about older ones are told
+/// A finding is reported once it is settled, and a missing frame only after the demanded wait. So the last
+/// `HELD` frames are kept until no finding can refer to them. Findings about older ones are written without
+/// their frames. The memory is allocated once, by the constructor: 1.6 MB.
 /// without their frames. Memory for them is asked for once, by the constructor: 1.6 MB.
 class DumpReport : public Report {
 public:
-    static constexpr unsigned int MOST = 100;      ///< findings that are shown
-    static constexpr unsigned int AROUND = 16;     ///< frames before, and behind, of the same interface
-    static constexpr std::uint64_t BETWEEN = 1024; ///< frames while a stream was silent that are shown
+    static constexpr unsigned int MOST = 100;      ///< findings shown
+    static constexpr unsigned int AROUND = 16;     ///< frames shown before and after, of the same interface
+    static constexpr std::uint64_t BETWEEN = 1024; ///< frames shown while a stream was silent
     static constexpr std::uint64_t HELD = 16384;   ///< frames of all interfaces together
 
     /// Both outlive it.
@@ -32,10 +32,10 @@ public:
     /// the run.
     void frame(const receivedFrame_t& frame, std::int64_t time);
 
-    /// It is `now`, in ns since the first frame of the run: writes what no finding can want any more.
+    /// It is `now`, in ns since the first frame of the run: writes what no finding can refer to any more.
     void settle(std::int64_t now);
 
-    /// The source lost `n` frames behind the last one. `name`: its interface, or "any".
+    /// The source lost `n` frames after the last one. `name`: its interface, or "any".
     void droppedBehind(const std::string& name, std::uint64_t n);
 
     void start(std::int64_t) override {}
@@ -53,10 +53,10 @@ private:
         bool wanted;
     };
 
-    /// Something to tell, at the frame of its interface that came last up to `time`.
+    /// A text, placed at the last frame of its interface up to `time`.
     struct comment_t {
         std::int64_t time;
-        std::int64_t since; ///< a second moment whose frames are of interest; `time` when there is none
+        std::int64_t since; ///< a second moment whose frames are shown; else `time`
         std::uint64_t place;
         std::uint8_t interface;
         std::string text;
@@ -82,11 +82,11 @@ private:
     std::vector<held_t> ring;
     std::uint64_t first = 0;                  ///< place of the oldest frame held
     std::uint64_t next = 0;                   ///< place of the frame to come
-    std::array<unsigned int, 256> ahead;      ///< frames of an interface that are wanted when they come
+    std::array<unsigned int, 256> ahead;      ///< upcoming frames of an interface that are wanted
     std::array<std::uint64_t, 256> leftOut{}; ///< frames of an interface since the last one written
     std::vector<comment_t> unplaced;
     std::vector<comment_t> comments; ///< in the order of their places
     std::uint64_t findings = 0;
-    unsigned int drops = 0; ///< whose frames were wanted
+    unsigned int drops = 0; ///< drops whose frames were wanted
     std::uint64_t totalDrops = 0;
 };

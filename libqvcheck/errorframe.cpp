@@ -39,7 +39,7 @@ std::uint8_t byteOf(const receivedFrame_t& frame, std::size_t i) {
     return i < frame.length ? frame.data[i] : std::uint8_t{0};
 }
 
-/// ": first, second", nothing when no bit is set.
+/// ": first, second", or nothing if no bit is set.
 template<std::size_t n>
 std::string bitsText(const bitName_t (&names)[n], std::uint8_t bits) {
     std::string text;
@@ -61,7 +61,7 @@ std::string protocolText(const receivedFrame_t& frame) {
            (place == CAN_ERR_PROT_LOC_UNSPEC ? std::string() : " at " + hexText(place));
 }
 
-/// What the data bytes say of one class.
+/// What the data bytes say about one class.
 std::string detail(const receivedFrame_t& frame, std::uint32_t errorClass) {
     switch (errorClass) {
     case CAN_ERR_LOSTARB:

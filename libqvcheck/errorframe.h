@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-/// What an error frame tells of this host's receiving.
+/// What an error frame says about this host's reception.
 enum errorFrameKind_t : std::uint8_t {
     EF_OTHER,    ///< nothing that loses received frames
     EF_OVERFLOW, ///< the controller had no room for a received frame

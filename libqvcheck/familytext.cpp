@@ -39,7 +39,7 @@ bool endsWith(std::string_view text, std::string_view end) {
     return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
 }
 
-/// Where the time stamp of a frame begins: the one with a channel behind it. npos: nowhere.
+/// Where the time stamp of a frame begins: the one followed by a channel. npos: nowhere.
 std::size_t findStamp(std::string_view text) {
     for (std::size_t mark = text.find(channelMark); mark != std::string_view::npos;
          mark = text.find(channelMark, mark + 1)) {
@@ -50,7 +50,7 @@ std::size_t findStamp(std::string_view text) {
     return std::string_view::npos;
 }
 
-/// "ch" and its number, at most three digits, from the beginning of `text`. Empty when it is none.
+/// "ch" and its number, at most three digits, from the beginning of `text`; else empty.
 std::string_view channelName(std::string_view text) {
     std::size_t n = 2;
     while (n < text.size() && n < 5 && isDigit(text[n])) {
@@ -59,7 +59,7 @@ std::string_view channelName(std::string_view text) {
     return n > 2 && n < text.size() && text[n] == ' ' ? text.substr(0, n) : std::string_view();
 }
 
-/// What may follow a frame. Sets its flags of an error frame, and of one that this host sent.
+/// What may follow a frame. Sets the flags of an error frame and of one sent by this host.
 bool readMarks(std::string_view marks, receivedFrame_t& frame) {
     if (endsWith(marks, "\r")) {
         marks.remove_suffix(1);
@@ -117,7 +117,7 @@ FamilyText::outcome_t FamilyText::readLine(const inputLine_t& line, receivedFram
     return FRAME;
 }
 
-/// The printed time of day begins again at midnight, the clock behind it does not.
+/// The printed time of day restarts at midnight, the clock behind it does not.
 std::int64_t FamilyText::sinceFirstMidnight(std::int64_t time) {
     if (days + time < lastTime - nsPerDay / 2) {
         days += nsPerDay;
@@ -126,8 +126,8 @@ std::int64_t FamilyText::sinceFirstMidnight(std::int64_t time) {
     return lastTime;
 }
 
-/// With -vv a node on a device file tells of a frame as it takes its record (`return: `), and, but for the
-/// reading loop, once more as it works on it (`rcvd `, `discard: `). Lines of several nodes may lie between.
+/// With -vv a node on a device file prints a frame when it takes the record (`return: `) and, except in the
+/// reading loop, again when it handles it (`rcvd `, `discard: `). Lines of several nodes may interleave.
 bool FamilyText::isToldAgain(std::string_view before, std::string_view text) {
     const std::size_t hash = std::hash<std::string_view>()(text);
     if (endsWith(before, ": return: ")) {

@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <string_view>
 
-/// Frames from what `qvcan -vv`, `qvcandev -vv` and `qvbus -v` print: `07:53:14.260885 ch0 123#1122` anywhere
-/// in a line, with ` error=crc` and ` tx` behind it. A frame behind `send: ` or with ` tx` is this host's
-/// own. Channel n is the interface "chn". Lines without such a frame are passed over.
+/// Frames from the output of `qvcan -vv`, `qvcandev -vv` and `qvbus -v`: `07:53:14.260885 ch0 123#1122`
+/// anywhere in a line, optionally followed by ` error=crc` and ` tx`. A frame after `send: ` or with ` tx`
+/// was sent by this host. Channel n is the interface "chn". Lines without such a frame are skipped.
 class FamilyText : public RecordingFormat {
 public:
     using RecordingFormat::RecordingFormat;
@@ -25,7 +25,7 @@ private:
     std::int64_t days = 0;     ///< midnights passed, in ns
     std::int64_t lastTime = 0; ///< ns since the first midnight
 
-    /// What the latest `return: ` lines held, as hashes, until a line that tells it again has come.
+    /// Hashes of the latest `return: ` lines, each until the line that repeats it has come.
     std::array<std::size_t, 64> returned{};
     std::size_t nextReturned = 0;
 };
