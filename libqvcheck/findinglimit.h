@@ -7,13 +7,13 @@
 #include <functional>
 #include <iosfwd>
 
-/// Keeps a report of lines from flooding its reader: of findings and error frames it hands on a number a
-/// second, and then tells how many more there were. Everything else passes.
+/// Keeps a line-based report readable: passes on a limited number of findings and error frames per second,
+/// and then says how many more there were. Everything else passes.
 class FindingLimit : public Report {
 public:
     static constexpr unsigned int MOST = 20;
 
-    /// `_clock` gives ns and never goes back. All that is referred to outlives it.
+    /// `_clock` returns ns and never goes back. Everything referred to outlives it.
     FindingLimit(Report& _report, std::ostream& _out, std::function<std::int64_t()> _clock);
 
     void start(std::int64_t stamp) override { report.start(stamp); }
@@ -23,7 +23,7 @@ public:
     void interval(const std::vector<intervalSummary_t>& pieces) override { report.interval(pieces); }
     void end(const runResult_t& run) override;
 
-    /// Tells what was held back, when the second is over.
+    /// Reports what was held back, once the second is over.
     bool flush() override;
 
 private:

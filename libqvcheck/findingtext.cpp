@@ -23,7 +23,7 @@ std::string byteText(std::uint8_t value) {
     return text;
 }
 
-/// The one cause without its number, which is the whole loss.
+/// A single cause needs no number: it is that of the entire loss.
 std::string lossCauses(const finding_t& finding) {
     const auto& causes = finding.causes;
     const auto only = std::find(causes.begin(), causes.end(), finding.count);
@@ -47,7 +47,7 @@ std::string lateText(const finding_t& finding) {
            spanText(finding.span) + " late";
 }
 
-/// What differs, each byte on its own; of many only the first.
+/// What differs, byte by byte; at most the first four.
 std::string differences(const evidence_t& evidence) {
     constexpr std::size_t shown = 4;
     std::string text;
@@ -87,11 +87,11 @@ std::string restartText(const finding_t& finding) {
                counterText(finding.first);
     }
     std::string start = counterText(finding.first);
-    start.insert(0, 3 - std::min<std::size_t>(start.size(), 3), '0'); // it is an identifier, too
+    start.insert(0, 3 - std::min<std::size_t>(start.size(), 3), '0'); // also an identifier
     return ": the sender began again at " + start + ", after " + counterText(finding.last);
 }
 
-/// What follows the name of the finding's kind.
+/// What follows the name of the kind.
 std::string detailText(const finding_t& finding, const demands_t& demands) {
     switch (finding.kind) {
     case FK_LOST: return lostText(finding);

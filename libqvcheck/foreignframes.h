@@ -6,7 +6,7 @@
 #include <bitset>
 #include <cstdint>
 
-/// Frames of no pattern: how many, and of how many identifiers.
+/// Frames of no pattern: how many, and with how many different identifiers.
 class ForeignFrames {
 public:
     void count(const receivedFrame_t& frame) {
@@ -23,7 +23,7 @@ public:
 
     std::uint64_t frames() const { return total; }
     std::uint64_t identifiers() const { return different; }
-    /// There may be more identifiers: the table is as full as it gets.
+    /// There may be more identifiers: the table is full.
     bool more() const { return extendedCount == mostExtended; }
 
 private:

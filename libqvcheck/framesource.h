@@ -7,11 +7,11 @@
 #include <string_view>
 #include <vector>
 
-/// The names of the interfaces of a run, in the order in which they were met. At most 255; further names
+/// The names of the interfaces of a run, in the order in which they were seen. At most 255; further names
 /// share the last index.
 class InterfaceTable {
 public:
-    /// The index of `name`, which is added when it is new.
+    /// The index of `name`, which is added if it is new.
     std::uint8_t indexOf(std::string_view name);
 
     const std::string& name(std::uint8_t index) const { return names[index]; }
@@ -29,7 +29,7 @@ public:
     FrameSource(const FrameSource&) = delete;
     FrameSource& operator=(const FrameSource&) = delete;
 
-    /// Fills at most `n` (1 or more) frames and returns their number. 0: at the end of a recording, or
-    /// nothing there now.
+    /// Reads at most `n` (1 or more) frames and returns their number. 0: end of a recording, or nothing
+    /// available now.
     virtual std::size_t read(receivedFrame_t* frames, std::size_t n) = 0;
 };

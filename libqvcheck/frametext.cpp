@@ -8,7 +8,7 @@
 
 namespace {
 
-/// What a table of digits has for a character that is none; above every byte.
+/// Table entry of a character that is no digit; above every byte.
 constexpr std::uint16_t noDigit = 0x100;
 
 /// The value of each hexadecimal digit, shifted, or `noDigit`.
@@ -32,13 +32,13 @@ unsigned int digitAt(const char* at) {
     return lowDigits[static_cast<unsigned char>(*at)];
 }
 
-/// The byte of two digits, more than a byte when one of them is none.
+/// The byte that two digits give; more than a byte if either is none.
 unsigned int byteAt(const char* at) {
     return highDigits[static_cast<unsigned char>(*at)] | digitAt(at + 1);
 }
 
-/// Bytes as pairs of digits with an optional dot behind each, at most `most`. Returns null when a pair is
-/// half or one too many.
+/// Pairs of hexadecimal digits, each optionally followed by a dot, for at most `most` bytes. Returns null on
+/// half a pair or a byte too many.
 const char* readData(const char* at, const char* end, receivedFrame_t& frame, std::size_t most) {
     std::uint8_t* data = frame.data;
     const std::uint8_t* const full = data + most;
@@ -88,8 +88,8 @@ const char* readFd(const char* at, const char* end, receivedFrame_t& frame) {
     return readData(at + 1, end, frame, CANFD_MAX_DLEN);
 }
 
-/// What follows a CAN XL frame's identifier: flags, type and acceptance field between colons, then `#` and
-/// data. None of it is kept.
+/// What follows the identifier of a CAN XL frame: flags, type and acceptance field between colons, then `#`
+/// and data. All of it is discarded.
 const char* readXl(const char* at, const char* end, receivedFrame_t& frame) {
     frame.xl = true;
     frame.length = 0;
@@ -111,7 +111,8 @@ bool takeIdentifier(std::uint32_t id, std::ptrdiff_t width, receivedFrame_t& fra
     case 3: frame.canId = id; return id <= CAN_SFF_MASK;
     case 5: frame.canId = id & CAN_SFF_MASK; return true; // network id and priority of CAN XL
     case 8:
-        // An identifier has 29 bits, so the error flag above them can be told; it replaces the other flags.
+        // An identifier has 29 bits, so the error flag above them is unambiguous; it replaces the other
+        // flags.
         frame.canId = (id & CAN_ERR_FLAG) != 0 ? id : id | CAN_EFF_FLAG;
         return id <= (CAN_ERR_FLAG | CAN_EFF_MASK);
     default: return false;

@@ -12,11 +12,11 @@ struct heldFrame_t {
     arrivalTime_t at;
     std::uint64_t clockSteps;
     std::uint64_t order;   ///< frames of the interface up to it
-    std::uint32_t counter; ///< as its counter bytes say
-    std::uint32_t chain;   ///< frames of a chain that ended here when it came; 0: it cannot be in one
-    std::uint64_t before;  ///< place of the chain's frame before; means something from chain 2 on
+    std::uint32_t counter; ///< according to its counter bytes
+    std::uint32_t chain;   ///< length of the chain that ended here on arrival; 0: cannot be in one
+    std::uint64_t before;  ///< place of the chain's previous frame; valid if `chain` is 2 or more
     bool clean;
-    bool waiting; ///< false: decided, and only its place is left
+    bool waiting; ///< false: decided, only its place remains
 
     streamRole_t role() const { return key.role; }
 };
@@ -31,16 +31,16 @@ public:
     bool full() const { return end - first == size; }
     std::uint32_t waiting() const { return undecided; }
 
-    /// Places in the order of arrival, the end not included. Some hold frames that are decided already. A
-    /// frame that is decided meanwhile moves nothing.
+    /// Places in the order of arrival, the end excluded. Some hold frames that are already decided. Deciding
+    /// a frame moves nothing.
     std::uint64_t firstPlace() const { return first; }
     std::uint64_t endPlace() const { return end; }
     heldFrame_t& operator[](std::uint64_t place) { return ring[place % size]; }
 
-    /// Waits.
+    /// The oldest waiting frame; there must be one.
     heldFrame_t& oldest() { return (*this)[first]; }
 
-    /// There must be room. Links the frame to the longest chain of waiting frames that it goes on with.
+    /// There must be room. Links the frame to the longest chain of waiting frames that it continues.
     heldFrame_t& add(const heldFrame_t& held, bool mayChain) {
         heldFrame_t& added = (*this)[end];
         added = held;
@@ -54,7 +54,7 @@ public:
         return added;
     }
 
-    /// The frame before in the chain, when it still waits.
+    /// The previous frame of the chain if it still waits, else null.
     heldFrame_t* before(const heldFrame_t& held) {
         if (held.chain < 2 || held.before < first) {
             return nullptr;
@@ -63,7 +63,7 @@ public:
         return earlier.waiting ? &earlier : nullptr;
     }
 
-    /// The frame's contents stay until the next `add`.
+    /// The frame's contents remain until the next `add`.
     void decided(heldFrame_t& held) {
         held.waiting = false;
         --undecided;
@@ -84,7 +84,7 @@ private:
         }
     }
 
-    /// Its frames that still wait.
+    /// The number of its frames that still wait.
     std::uint32_t chainOf(const heldFrame_t& last) {
         std::uint32_t n = 1;
         for (const heldFrame_t* held = before(last); held != nullptr; held = before(*held)) {

@@ -3,9 +3,9 @@
 #include "libqvcheck/acceptor.h"
 #include "libqvcheck/foreignframes.h"
 
-/// Decides what held frames are once nothing more is waited for: frames of a stream, sound or damaged, stray,
-/// of further streams that have no room, or foreign. Owns nothing but a count and a flag. Used by one
-/// thread.
+/// Decides what held frames are once there is nothing left to wait for: frames of a stream, sound or damaged,
+/// stray, of further streams for which there is no room, or foreign. Owns nothing but a count and a flag.
+/// Used by one thread.
 template<typename Limits>
 class HeldVerdicts {
 public:
@@ -25,21 +25,21 @@ public:
           joiner(_joiner),
           acceptor(_acceptor) {}
 
-    /// Decides the frames that have waited for too long at `now`.
+    /// Decides the frames that have waited too long at `now`.
     void decideOld(interface_type& in, std::int64_t now) {
         while (!in.held.empty() && isOld(in, in.held.oldest(), now)) {
             decide(in, in.held.oldest());
         }
     }
 
-    /// Decides all held frames of an interface: nothing more will come.
+    /// Decides all held frames of an interface, as no more will come.
     void decideAll(interface_type& in) {
         while (!in.held.empty()) {
             decide(in, in.held.oldest(), true);
         }
     }
 
-    /// Decides a held frame, which waits no more. `atEnd`: nothing will come behind it.
+    /// Decides a held frame, which then no longer waits. `atEnd`: nothing follows it.
     void decide(interface_type& in, heldFrame_t& held, bool atEnd = false) {
         const heldFrame_t copy = held;
         in.held.decided(held);
@@ -65,9 +65,9 @@ public:
         in.held.decided(held);
     }
 
-    /// Pattern frames for whose stream there was no room.
+    /// Pattern frames of streams for which there was no room.
     std::uint64_t furtherFrames() const { return further; }
-    /// Frames that go on from each other, or could have, were given away.
+    /// Frames that continued each other, or could have, ended up in no stream.
     bool sawPatternWithoutStream() const { return patternLike; }
 
 private:
@@ -75,7 +75,7 @@ private:
         return now - held.at.time >= demands.wait || in.frames - held.order >= Limits::heldAge;
     }
 
-    /// At the end: frames are missing before the last ones.
+    /// At the end: frames before the last ones are missing.
     bool acceptFar(interface_type& in, const heldFrame_t& held, const sighting_t& seen) {
         stream_t* best = nullptr;
         std::uint32_t least = Limits::window;
@@ -117,7 +117,7 @@ private:
             booking.stray(*known, reading, seen);
             return true;
         }
-        // What the sender makes has a run of 4 bytes or more; a shorter one may be chance.
+        // The sender's frames have a run of 4 bytes or more; a shorter run may be chance.
         const bool alone = atEnd && reading.runLength() >= 4;
         stream_t* const s = alone ? founder.addBorn(held.key, held.counter, nullptr, held.at) : nullptr;
         if (s != nullptr) {
@@ -126,7 +126,7 @@ private:
         return s != nullptr;
     }
 
-    /// The frame is of no stream.
+    /// The frame belongs to no stream.
     void giveAway(const heldFrame_t& held) {
         if (held.clean && table.full()) {
             countFurther(held);

@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
-/// How times are spread, in bounded memory: 32 steps an octave, so that a bucket is at most 3 % wide, from
-/// 128 ns to 18 minutes. What is shorter or longer falls into the first or last bucket; the extremes and the
+/// Distribution of times in bounded memory: 32 steps per octave, so that a bucket is at most 3 % wide, from
+/// 128 ns to 18 minutes. Shorter and longer times fall into the first and last bucket; the extremes and the
 /// mean are exact.
 class Histogram {
 public:
@@ -29,8 +29,8 @@ public:
     std::uint64_t sum() const { return times; }
     double mean() const { return total == 0 ? 0 : static_cast<double>(times) / static_cast<double>(total); }
 
-    /// The smallest bucket end that so many ten thousandths of all times (9900 for 99 %) do not exceed; never
-    /// above `max`.
+    /// The smallest bucket end that is not exceeded by so many ten thousandths of all times (9900 for 99 %);
+    /// never above `max`.
     std::int64_t percentile(unsigned tenThousandths) const;
 
     static constexpr std::size_t octaves = 33;
@@ -38,7 +38,7 @@ public:
     static constexpr std::size_t buckets = octaves * stepsPerOctave;
 
     std::uint64_t bucket(std::size_t index) const { return counts[index]; }
-    /// The longest time of a bucket.
+    /// The longest time in a bucket.
     static std::int64_t bucketEnd(std::size_t index);
 
     void clear() { *this = Histogram(); }

@@ -5,9 +5,9 @@
 /// ns of the monotonic clock.
 std::int64_t monotonicNanoseconds();
 
-/// ns of the system clock, of which the kernel's receive stamps are.
+/// ns of the system clock, which the kernel's receive stamps use.
 std::int64_t systemNanoseconds();
 
-/// How late this host may be with a wake-up, in ns, from a few short sleeps: twice the latest one, and 1 ms
-/// at least. Takes about 25 ms.
+/// How late this host may wake up, in ns, measured by a few short sleeps: twice the latest, at least 1 ms.
+/// Takes about 25 ms.
 std::int64_t measuredLateness();

@@ -7,21 +7,21 @@
 #include <string>
 #include <vector>
 
-/// Asks this host's kernel what happens to the interfaces of a check, and hands it to a HostWatch. Times are
-/// ns since the first frame of the run.
+/// Asks this host's kernel what happens to the interfaces of a check, and passes it on to a HostWatch. Times
+/// are ns since the first frame of the run.
 class HostMonitor {
 public:
     HostMonitor(const std::vector<std::string>& names, InterfaceTable& interfaces, Causes& causes,
                 HostWatch::tell_t tell)
         : host(names, interfaces, causes, std::move(tell)) {}
 
-    /// Readable when an interface has changed; -1 without rtnetlink.
+    /// Readable after a change of an interface; -1 without rtnetlink.
     int descriptor() const { return links.descriptor(); }
 
-    /// Takes the changes that have come. They happened between `from` and `now`.
+    /// Reads the pending changes. They happened between `from` and `now`.
     void read(std::int64_t from, std::int64_t now);
 
-    /// Looks at all counters.
+    /// Reads all counters.
     void sample(std::int64_t now);
 
     HostWatch& watch() { return host; }

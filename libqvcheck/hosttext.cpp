@@ -7,8 +7,8 @@
 
 namespace {
 
-/// What a queued frame takes of a receive buffer, measured: Linux 6.1 on x86-64 queues 278 frames in 212,992
-/// bytes and 555 in 425,984. Machines of 32 bits need less.
+/// Receive buffer used by a queued frame, measured: Linux 6.1 on x86-64 queues 278 frames in 212,992 bytes
+/// and 555 in 425,984. 32-bit machines need less.
 constexpr std::uint32_t bytesPerFrame = 768;
 
 void add(std::string& list, const std::string& item, const char* separator = ", ") {
@@ -27,7 +27,7 @@ std::string rateText(const interfaceSummary_t& interface) {
            " bit/s";
 }
 
-/// What keeps the controller from seeing the bus as it is.
+/// The modes in which the controller does not see the bus as it is.
 void addModes(std::string& text, std::uint32_t modes) {
     if ((modes & CAN_CTRLMODE_LOOPBACK) != 0) {
         add(text, "loopback");

@@ -8,7 +8,7 @@
 
 namespace {
 
-/// What grew. A counter that went back was started anew.
+/// The increase of a counter. One that went back was reset.
 template<typename T>
 T growth(T before, T now) {
     return now >= before ? now - before : now;
@@ -97,7 +97,7 @@ void HostWatch::firstLook(link_t& link, const linkMessage_t& message, std::int64
     link.statistics = message.statistics;
 }
 
-/// A change of the index without a deletion: its message was lost.
+/// The index changed without a deletion, whose message was therefore lost.
 void HostWatch::madeAgain(link_t& link, const linkMessage_t& message, std::int64_t now) const {
     tell(HE_MADE, link.told.interface, now, link.gone ? now - link.goneFrom : 0);
     link.gone = false;

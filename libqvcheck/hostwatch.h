@@ -10,22 +10,22 @@
 #include <string>
 #include <vector>
 
-/// Keeps what this host tells of its interfaces while a check runs, and makes evidence and events of it. All
-/// times are ns since the first frame of the run.
+/// Keeps what this host reports on its interfaces while a check runs, and turns it into evidence and events.
+/// All times are ns since the first frame of the run.
 class HostWatch {
 public:
     typedef std::function<void(const hostEvent_t&)> tell_t;
 
-    /// Watches the interfaces in `names`, with `anyInterface` among them all. `_interfaces` and `_causes`
-    /// outlive it.
+    /// Watches the interfaces in `names`, all of them if `anyInterface` is among these. `_interfaces` and
+    /// `_causes` outlive it.
     HostWatch(const std::vector<std::string>& names, InterfaceTable& _interfaces, Causes& _causes,
               tell_t _tell);
 
-    /// A message of rtnetlink. What it tells happened between `from` and `now`; the counters in it grew since
-    /// the message before.
+    /// A message of rtnetlink. What it reports happened between `from` and `now`; its counters grew since the
+    /// previous message.
     void link(const linkMessage_t& message, std::int64_t from, std::int64_t now);
 
-    /// The host's count of frames that were dropped between drivers and protocols, now.
+    /// The host's current count of frames dropped between drivers and protocols.
     void softnet(std::uint64_t count, std::int64_t now);
 
     /// `frame` is an error frame; `arrival` its number, `time` its own.
@@ -34,17 +34,17 @@ public:
     /// The receive queue of the interface refused `n` frames.
     void queueDropped(std::uint8_t interface, std::uint32_t n);
 
-    /// The receive queue that `frame` came through refused frames right before it. One queue for any
-    /// interface refuses frames of no known one.
+    /// The receive queue of `frame` refused frames right before it. A queue shared by all interfaces does not
+    /// say which interface they were of.
     void droppedBefore(const receivedFrame_t& frame);
 
     /// The size of the receive buffer of the interface's socket.
     void receiveBuffer(std::uint8_t interface, std::uint32_t bytes);
 
-    /// The end: interfaces that are down count as down up to here.
+    /// The end: interfaces that are down count as down until now.
     void finish(std::int64_t now);
 
-    /// The interface was deleted, and none of its name has come since.
+    /// The interface was deleted, and no new one has its name.
     bool isGone(std::uint8_t interface) const;
 
     hostSummary_t summary() const;
@@ -54,10 +54,10 @@ private:
         interfaceSummary_t told;
         int index = 0; ///< the system's
         bool gone = false;
-        std::int64_t downFrom = 0; ///< earliest moment of it
+        std::int64_t downFrom = 0; ///< earliest possible
         std::int64_t goneFrom = 0;
-        std::int64_t lookedAt = 0;   ///< when the counters were told
-        std::uint64_t rxDropped = 0; ///< as last told
+        std::int64_t lookedAt = 0;   ///< when the counters were reported
+        std::uint64_t rxDropped = 0; ///< as last reported
         std::uint64_t rxOverflows = 0;
         can_device_stats statistics{};
     };
@@ -78,7 +78,7 @@ private:
     tell_t teller;
     std::vector<link_t> links;
     bool softnetKnown = false;
-    std::uint64_t softnetCount = 0; ///< as last told
+    std::uint64_t softnetCount = 0; ///< as last reported
     std::uint64_t softnetDrops = 0;
     std::int64_t softnetAt = 0;
 };

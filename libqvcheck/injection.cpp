@@ -96,7 +96,7 @@ void Injection::learn(const hit_t& hit) {
     anchorByte = hit.byte;
 }
 
-// Three hits in a row give the period; the earlier ones are then counted, too.
+// Three hits in a row give the period; then the earlier ones count, too.
 void Injection::recognise(const hit_t& hit) {
     if (seen == early.size()) {
         std::move(early.begin() + 1, early.end(), early.begin());

@@ -3,15 +3,15 @@
 #include <cstddef>
 #include <vector>
 
-/// One line of an input, without its end. Points into the block: valid until the next call.
+/// One line of an input, without its line end. Points into the block: valid until the next call.
 struct inputLine_t {
     const char* begin;
-    const char* end; ///< there is a line feed, even where the input has none: it ends a search without a test
-    bool whole; ///< ended by a line end; not so the rest of an input that was cut, and of a line too long
+    const char* end; ///< points to a line feed even if the input has none, as a sentinel for searches
+    bool whole;      ///< has a line end; not so the rest of a cut input, or a line that is too long
 };
 
-/// The bytes of a descriptor that it does not own, read in large blocks and looked at in place. Memory is
-/// bounded by `capacity`, whatever the input is.
+/// The bytes of a descriptor, which it does not own, read in large blocks and parsed in place. Memory is
+/// bounded by `capacity` for any input.
 class InputBlocks {
 public:
     static constexpr std::size_t capacity = 65536;
@@ -25,32 +25,32 @@ public:
 
     void drop(std::size_t n) { first += n; }
 
-    /// Takes the next line. False when its end is not there yet. At the end of the input the rest is a line,
-    /// and so are the first `capacity` bytes of one that is longer; what follows of it is passed over.
+    /// Takes the next line. False if its end has not been read yet. At the end of the input the rest is a
+    /// line, and so are the first `capacity` bytes of a longer one, whose remainder is skipped.
     bool takeLine(inputLine_t& line);
 
-    /// Lines taken so far: the number of the last one, counted from 1.
+    /// Lines taken so far, which is the number of the last one, counted from 1.
     unsigned long long lineNumber() const { return lines; }
 
-    /// Reads once what the descriptor has, as long as there is room; blocks as the descriptor blocks.
+    /// Reads once from the descriptor if there is room; blocks if the descriptor does.
     void fill();
 
-    /// The input has ended or failed; what is buffered is all that is left.
+    /// The input has ended or failed; only what is buffered is left.
     bool ended() const { return over; }
 
-    /// errno of the read that failed, 0 when none did.
+    /// errno of the failed read, 0 if none failed.
     int error() const { return errnum; }
 
 private:
     bool passOverLongLine();
 
     int fd;
-    std::vector<char> bytes; ///< a line feed behind the last one
+    std::vector<char> bytes; ///< a line feed follows the last one
     std::size_t first = 0;
     std::size_t last = 0;
-    std::size_t searched = 0; ///< bytes behind `first` that hold no line end
+    std::size_t searched = 0; ///< bytes after `first` known to contain no line end
     unsigned long long lines = 0;
-    bool passingOver = false; ///< the line before was longer than a block, and its end has not come
+    bool passingOver = false; ///< the previous line was longer than a block, and its end has not come
     bool over = false;
     int errnum = 0;
 };

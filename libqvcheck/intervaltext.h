@@ -4,5 +4,5 @@
 
 #include <string>
 
-/// The line of an interval, without its end.
+/// The line of an interval, without its line end.
 std::string intervalText(const intervalSummary_t& piece);

@@ -8,8 +8,8 @@
 #include "libqvcheck/steadystreams.h"
 #include "libqvcheck/succession.h"
 
-/// Takes frames into their places in streams, and does what follows from that: gives up gaps that leave the
-/// window, tells the other half of a pair, and decides what an unnamed stream is that has gone on for long
+/// Puts frames into their places in streams and does what follows from that: gives up gaps that leave the
+/// window, informs the other half of a pair, and decides what an unnamed stream is that has lasted long
 /// enough. Owns nothing. Used by one thread.
 template<typename Limits>
 class Joiner {
@@ -29,7 +29,7 @@ public:
           succession(_succession),
           steady(_steady) {}
 
-    /// Takes a frame into its place in the stream, which may be gone afterwards.
+    /// Puts a frame into its place in the stream, which may be gone afterwards.
     void join(interface_type& in, stream_t& s, std::uint32_t counter, const sighting_t& seen) {
         if (s.streak > 0) {
             booking.tellRepeats(s);
@@ -54,7 +54,7 @@ public:
         }
     }
 
-    /// The same for a damaged frame, which reads so, and its place.
+    /// As `join`, for a damaged frame with its reading and its place.
     void joinDamaged(interface_type& in, const place_t<Limits>& place, const Reading& reading,
                      const sighting_t& seen) {
         const sighting_t hurt = {seen.frame, seen.at, seen.clockSteps, &reading};
@@ -65,7 +65,7 @@ public:
         join(in, s, place.counter, hurt);
     }
 
-    /// The oldest gap of a stream is given up, but for the frames that are held.
+    /// Gives up the oldest gap of a stream, except for frames that are held.
     void giveUpOldest(interface_type& in, stream_t& s) {
         for (auto place = in.held.firstPlace(); place != in.held.endPlace(); ++place) {
             heldFrame_t& held = in.held[place];
