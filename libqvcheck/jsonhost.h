@@ -3,7 +3,7 @@
 #include "libqvcheck/hosttext.h"
 #include "libqvcheck/jsonvalues.h"
 
-/// What this host tells of its interfaces, as JSON.
+/// What this host reports on its interfaces, as JSON.
 namespace inJson {
 
 inline json interfaceObject(const interfaceSummary_t& interface) {

@@ -1,4 +1,4 @@
-// The only file that includes the JSON library, by jsonvalues.h.
+// The only file that includes the JSON library, through jsonvalues.h.
 
 #include "libqvcheck/jsonreport.h"
 

@@ -5,17 +5,17 @@
 #include <cstdint>
 #include <iosfwd>
 
-/// Tells of a run in JSON, one object a line; docs/check.schema.json has their shapes. Times are seconds with
-/// nine digits, counters numbers.
+/// Reports a run in JSON, one object per line, as docs/check.schema.json describes. Times are seconds with
+/// nine decimals, counters are numbers.
 class JsonReport : public Report {
 public:
-    /// Rises when a field changes its meaning.
+    /// Incremented when a field changes its meaning.
     static constexpr int version = 1;
 
-    /// Objects of findings; further ones are only counted, in the summary.
+    /// Reported findings; further ones are only counted, in the summary.
     static constexpr std::uint64_t mostFindings = 10000;
 
-    /// All that is referred to outlives it.
+    /// Everything referred to outlives it.
     JsonReport(std::ostream& _out, const runSettings_t& _settings) : out(_out), settings(_settings) {}
 
     void start(std::int64_t stamp) override;

@@ -29,7 +29,7 @@ inline json histogramObject(const Histogram& times) {
     return object;
 }
 
-/// A column for each figure of a slot, of equal lengths.
+/// A column for each figure of a slot, all of equal length.
 template<typename Slot, typename Columns>
 json seriesObject(const Series<Slot>* series, const Columns& columns) {
     if (series == nullptr) {

@@ -64,7 +64,7 @@ inline json startOf(const streamSummary_t& stream) {
     return stream.startKnown ? json(stream.start) : json(nullptr);
 }
 
-/// What is known of a stream at its birth and later alike.
+/// What is known about a stream both at its birth and later.
 inline json streamHead(const streamSummary_t& stream, const InterfaceTable& interfaces) {
     return {{"name", nameOf(stream.number)}, {"interface", text(interfaces.name(stream.interface))},
             {"role", roleName(stream.role)}, {"width", stream.width},

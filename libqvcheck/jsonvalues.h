@@ -1,7 +1,7 @@
 #pragma once
 
-// The JSON library, which takes longer to compile than all else together, and what it lacks. Only
-// jsonreport.cpp includes this.
+// The JSON library, which takes longer to compile than everything else, and what it lacks. Included by
+// jsonreport.cpp only.
 
 #include "libqvcheck/numbertext.h"
 #include "libqvcheck/report.h"
@@ -19,8 +19,8 @@ namespace inJson {
 
 using json = nlohmann::ordered_json;
 
-/// A number with a fixed count of digits, which the library cannot write: a text behind a mark that no other
-/// text begins with, since control characters are replaced in all of them.
+/// Prefix of a number with a fixed number of decimals, which the library cannot write: it is stored as text
+/// after this mark. No other text begins with it, as control characters are replaced in all of them.
 inline constexpr char numberMark = '\1';
 inline constexpr const char* writtenMark = "\"\\u0001";
 
@@ -59,7 +59,7 @@ inline json namesOf(const std::vector<std::string>& names) {
     return array;
 }
 
-/// What was counted, by the name of its index; zeros are left out.
+/// Counts, by the name of their index; zeros are left out.
 template<typename Counts, typename Name>
 json countsOf(const Counts& counts, Name name) {
     json object = json::object();

@@ -5,7 +5,7 @@
 
 namespace {
 
-/// Known to this file only, so that what is called once is inlined.
+/// Local to this file, so that functions with a single caller are inlined.
 struct ownLimits_t : limits_t {};
 
 } // namespace

@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-/// Frames that the recording leaves out: they may be any stream's, and are nobody's loss. Owns nothing. Used
+/// Frames that the recording omits: they may belong to any stream, and are nobody's loss. Owns nothing. Used
 /// by one thread.
 template<typename Limits>
 class LeftOut {
@@ -19,7 +19,7 @@ public:
           booking(_booking),
           losses(_losses) {}
 
-    /// The recording leaves out `n` frames of an interface.
+    /// The recording omits `n` frames of an interface.
     void leaveOut(std::uint8_t interface, std::uint32_t n) {
         for (stream_t* const s : table.all()) {
             if (s->key.interface == interface) {
@@ -29,8 +29,8 @@ public:
         }
     }
 
-    /// A sound frame of the stream's key came where frames may be left out: those of the stream up to this
-    /// one are, unless that is far more than were.
+    /// A sound frame of the stream's key came where frames may be omitted: those of the stream before it are
+    /// taken as omitted, unless they are far more than were.
     void passOver(stream_t& s, std::uint32_t counter, const arrivalTime_t& at) {
         const std::int32_t d = ahead(counter, s.window.next());
         if (s.empty || d < 0 || static_cast<std::uint32_t>(d) >= s.leftOut + Limits::window) {
@@ -43,8 +43,8 @@ public:
     }
 
 private:
-    /// The frames up to `counter` count as arrived, and nowhere. The last of them may come yet: damaged ones
-    /// are decided later.
+    /// The frames before `counter` arrived for the window but are counted nowhere. The last of them may still
+    /// come: damaged ones are decided later.
     void moveOn(stream_t& s, std::uint32_t counter, const arrivalTime_t& at) {
         booking.tellRepeats(s);
         losses.giveUpAll(s);

@@ -1,6 +1,6 @@
 // RTM_NEWLINK and RTM_DELLINK: linux/rtnetlink.h, linux/if_link.h, linux/can/netlink.h.
 //
-// Kernels differ in what they tell: an attribute that is missing or shorter than here leaves zeros.
+// Kernels differ in what they report: an attribute that is missing or shorter than here leaves zeros.
 
 #include "libqvcheck/linkmessage.h"
 
@@ -35,7 +35,7 @@ struct bytes_t {
     }
 };
 
-/// Calls visit(type, value) for each attribute; ends at one that is cut.
+/// Calls visit(type, value) for each attribute; stops at a truncated one.
 template<typename Visit>
 void forEachAttribute(bytes_t all, Visit visit) {
     while (all.size >= sizeof(rtattr)) {
@@ -62,7 +62,7 @@ void readController(bytes_t data, linkMessage_t& message) {
     });
 }
 
-/// The data is the driver's own: only that of "can" is known here.
+/// The data is driver-specific: only that of "can" is understood here.
 void readLinkInfo(bytes_t info, linkMessage_t& message) {
     bytes_t data{nullptr, 0};
     bytes_t statistics{nullptr, 0};

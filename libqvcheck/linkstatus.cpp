@@ -10,7 +10,7 @@
 
 namespace {
 
-/// The kernel cuts what it sends to a request at 32 KiB (netlink(7), NLMSG_GOODSIZE), whatever is offered.
+/// The kernel limits its replies to 32 KiB (netlink(7), NLMSG_GOODSIZE), however large the buffer.
 constexpr std::size_t room = 32768;
 
 int openSocket() {
@@ -43,7 +43,7 @@ void LinkStatus::request() {
     message.header.nlmsg_len = sizeof message;
     message.header.nlmsg_type = RTM_GETLINK;
     message.header.nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
-    // A dump that is still under way answers this one, too.
+    // A dump that is still in progress serves this request, too.
     static_cast<void>(send(fd, &message, sizeof message, 0));
 }
 
@@ -65,7 +65,7 @@ bool LinkStatus::next(linkMessage_t& message) {
     return false;
 }
 
-/// After an overflow (ENOBUFS) changes are missing: everything is asked for again.
+/// After an overflow (ENOBUFS) changes are missing: everything is requested again.
 bool LinkStatus::receive() {
     for (;;) {
         const ssize_t n = read(fd, buffer.data(), buffer.size());

@@ -6,11 +6,11 @@
 #include <cstdint>
 #include <vector>
 
-/// What rtnetlink tells of the host's network interfaces: each change at once, and everything on request. One
-/// socket, no privilege.
+/// What rtnetlink reports on the host's network interfaces: each change at once, and everything on request.
+/// One socket, no privileges.
 class LinkStatus {
 public:
-    /// Without rtnetlink (`descriptor` is -1) it tells nothing.
+    /// Without rtnetlink (`descriptor` is -1) it reports nothing.
     LinkStatus();
     ~LinkStatus();
     LinkStatus(const LinkStatus&) = delete;
@@ -18,10 +18,10 @@ public:
 
     int descriptor() const { return fd; }
 
-    /// Asks for all interfaces; `next` delivers the answers.
+    /// Requests all interfaces; `next` returns the replies.
     void request();
 
-    /// The next message about a CAN interface. Never blocks: false when there is none now.
+    /// The next message about a CAN interface. Never blocks: false if there is none now.
     bool next(linkMessage_t& message);
 
 private:
@@ -29,6 +29,6 @@ private:
 
     int fd;
     std::vector<std::uint8_t> buffer;
-    std::size_t begin = 0; ///< of what is left in the buffer
+    std::size_t begin = 0; ///< of what remains in the buffer
     std::size_t end = 0;
 };

@@ -10,7 +10,7 @@ namespace {
 constexpr const char* standOut = "\033[1;31m";
 constexpr const char* plain = "\033[0m";
 
-/// A line of items that is cut to a width which colours take no part of.
+/// A line of items, cut to a width in which colours do not count.
 class Cut {
 public:
     Cut(std::size_t _width, bool _colour) : width(_width), colour(_colour) {}

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-/// Gives frames up as lost: books them, finds what lost them, and tells those that nothing else explains.
-/// Owns nothing; what it counts is in the stream. Used by one thread.
+/// Gives frames up as lost: books them, finds the causes, and reports those that nothing else explains. Owns
+/// nothing; the counts are in the stream. Used by one thread.
 template<typename Limits>
 class Losses {
 public:
@@ -17,7 +17,7 @@ public:
           reporter(_reporter),
           streamDemands(_demands, _reporter) {}
 
-    /// The oldest gap is lost for good. There must be one.
+    /// Gives up the oldest gap for good. There must be one.
     void giveUpOldest(stream_t& s) {
         const gap_t gap = s.window.oldest();
         s.window.dropOldest();
@@ -47,7 +47,7 @@ public:
         }
     }
 
-    /// `n` frames from `low` on that never came, outside the window or counted as open no more. They were
+    /// `n` frames from `low` on that never came, outside the window or no longer counted as open. They were
     /// missing from `before` to `after`.
     void lose(stream_t& s, std::uint32_t low, std::uint32_t n, const arrivalTime_t& before,
               const arrivalTime_t& after) {
@@ -61,13 +61,13 @@ public:
         s.follows += follows;
         s.causes[LC_BEFORE] += follows;
         if (follows == n) {
-            return; // told of the frames
+            return; // reported for the frames themselves
         }
         f.count = n - follows;
         f.causes = blame(s, low, n,
                          {s.key.interface, f.count, before.number, after.number, before.time, after.time});
         if (isAnswered(s) && demands.answer) {
-            f.count = overrunOf(f.causes); // the rest is told as unanswered
+            f.count = overrunOf(f.causes); // the rest is reported as unanswered
             f.causes[LC_BUS] = f.causes[LC_BEFORE] = 0;
             s.pair->excused += f.count;
         }
@@ -88,8 +88,8 @@ public:
         lose(s, s.first, absent, at, at);
     }
 
-    /// The run is over: what is missing of the demanded number is lost, but for demanded answers that may yet
-    /// come.
+    /// The run is over: what is missing of the demanded number is lost, except for demanded answers that may
+    /// still come.
     void loseRest(stream_t& s, const arrivalTime_t& end) {
         if (!streamDemands.countsFrames(s)) {
             return;
@@ -113,11 +113,11 @@ private:
         }
     }
 
-    /// A stream of answers whose frames are seen.
+    /// A stream of answers to frames that are also seen.
     static bool isAnswered(const stream_t& s) { return s.pair != nullptr && s.key.role == SR_ANSWER; }
 
-    /// How many of `n` counters from `low` on are in a stream's window and fit. A loss may be billions long,
-    /// the window is not.
+    /// How many of `n` counters from `low` on are in a stream's window and fit. A loss may span billions of
+    /// counters, the window does not.
     template<typename Fits>
     static std::uint32_t countReached(const stream_t& s, std::uint32_t low, std::uint32_t n, Fits fits) {
         const std::uint32_t begin = n > Limits::window ? s.window.next() - Limits::window : low;
@@ -129,7 +129,7 @@ private:
         return count;
     }
 
-    /// Lost answers to frames that are lost themselves.
+    /// Lost answers to frames that were themselves lost.
     std::uint32_t followersIn(const stream_t& s, std::uint32_t low, std::uint32_t n) const {
         if (!isAnswered(s)) {
             return 0;
@@ -139,13 +139,13 @@ private:
                (streamDemands.countsFrames(direct) ? countBehind(direct, low, n) : 0);
     }
 
-    /// How many of `n` counters from `low` on lie behind a stream's last frame.
+    /// How many of `n` counters from `low` on follow a stream's last frame.
     static std::uint32_t countBehind(const stream_t& s, std::uint32_t low, std::uint32_t n) {
         const std::int32_t behind = ahead(low + n, s.window.next());
         return behind > 0 ? std::min(static_cast<std::uint32_t>(behind), n) : 0;
     }
 
-    /// What lost these frames, booked.
+    /// Books what lost these frames.
     lossShares_t blame(stream_t& s, std::uint32_t low, std::uint32_t n, const loss_t& loss) {
         lossShares_t causes = reporter.blame(loss);
         blameThisHost(s, low, n, causes);
@@ -156,8 +156,8 @@ private:
         return causes;
     }
 
-    /// Lost frames that were answered have been on the bus: what no stronger evidence explains, this host
-    /// missed.
+    /// Lost frames that were answered were on the bus: unless stronger evidence explains them, this host
+    /// missed them.
     static void blameThisHost(const stream_t& s, std::uint32_t low, std::uint32_t n, lossShares_t& causes) {
         std::uint64_t answered = 0;
         if (s.pair != nullptr && s.key.role == SR_DIRECT) {

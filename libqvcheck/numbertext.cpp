@@ -16,7 +16,7 @@ std::string withPoint(std::uint64_t value, unsigned int digits) {
     return text.insert(text.size() - digits, 1, '.');
 }
 
-/// Nanoseconds below 0 lose their sign here.
+/// Nanoseconds below 0 lose their sign.
 std::uint64_t magnitude(std::int64_t ns) {
     return ns < 0 ? 0 - static_cast<std::uint64_t>(ns) : static_cast<std::uint64_t>(ns);
 }

@@ -6,9 +6,9 @@
 #include <memory>
 #include <vector>
 
-/// Puts frames and their answers together: how long the way out and back took, and what was not answered.
-/// Each counter is looked at twice: when the second of the two comes, and when the answer is overdue. Owns
-/// the pairs. Used by one thread.
+/// Matches frames with their answers: how long the round trip took, and what was not answered. Each counter
+/// is checked twice: when the second of the two comes, and when the answer is overdue. Owns the pairs. Used
+/// by one thread.
 template<typename Limits>
 class Pairing {
 public:
@@ -35,12 +35,12 @@ public:
         }
     }
 
-    /// The first frame with this counter came in a stream that has its other half.
+    /// The first frame with this counter came in a stream that is paired.
     void arrived(stream_t& s, std::uint32_t counter, const arrivalTime_t& at) {
         pair_type& pair = *s.pair;
         const stream_t& other = s.key.role == SR_DIRECT ? *pair.answers : *pair.direct;
         if (pair.apart) {
-            if (pair.awaited == s.key.role) { // it goes on as it was
+            if (pair.awaited == s.key.role) { // the run continues
                 meet(pair);
             }
         } else if (other.has(counter)) {
@@ -54,14 +54,14 @@ public:
         }
     }
 
-    /// Decides on the answers that are overdue at a stamp, by the clock of each pair.
+    /// Decides on the answers that are overdue at a stamp, on the clock of each pair.
     void advance(std::int64_t stamp) {
         for (const auto& pair : pairs) {
             unanswered.decideOverdue(*pair, pair->direct->clock->timeAt(stamp));
         }
     }
 
-    /// The end: what is not overdue stays open.
+    /// The end: what is not overdue remains open.
     void finish() {
         for (const auto& pair : pairs) {
             unanswered.decideOverdue(*pair,
@@ -74,8 +74,8 @@ public:
         }
     }
 
-    /// The account moves from `s` to `n`. Counters outside of `n`'s window are forgotten by that, so what is
-    /// unanswered among them is decided first. `goesOn`: it is the same run.
+    /// The account moves from `s` to `n`. Counters outside `n`'s window are then forgotten, so the unanswered
+    /// ones among them are decided first. `goesOn`: it is the same run.
     void handOver(stream_t& s, const stream_t& n, bool goesOn) {
         if (s.pair == nullptr || s.pair->apart) {
             return;
@@ -87,7 +87,7 @@ public:
         }
     }
 
-    /// The stream took an account over; `begin`: its own first counter.
+    /// The stream has taken over an account; `begin`: its own first counter.
     void tookOver(stream_t& s, std::uint32_t begin, bool goesOn) {
         if (s.pair == nullptr) {
             return;
@@ -128,13 +128,13 @@ private:
         meet(pair);
     }
 
-    /// Both halves are of the same run from now on.
+    /// Both halves belong to the same run from now on.
     static void meet(pair_type& pair) {
         pair.apart = false;
         countAnswered(pair, pair.direct->first);
     }
 
-    /// Counts what came while the two were not yet a pair.
+    /// Counts what came before the two were paired.
     static void countAnswered(pair_type& pair, std::uint32_t begin) {
         const stream_t& direct = *pair.direct;
         const std::uint32_t end = direct.window.next();
@@ -152,7 +152,7 @@ private:
         }
         const std::int64_t since = (at.time + s.clock->offset()) - (earlier + other.clock->offset());
         const std::int64_t roundTrip = s.key.role == SR_ANSWER ? since : -since;
-        constexpr std::int64_t resolution = 1000; // recordings have microseconds
+        constexpr std::int64_t resolution = 1000; // recordings are in microseconds
         if (roundTrip < -resolution) {
             ++pair.counts.early;
             tell(*pair.answers, FK_EARLY, counter, roundTrip);

@@ -20,7 +20,7 @@ constexpr std::int32_t ahead(std::uint32_t a, std::uint32_t b) {
     return static_cast<std::int32_t>(a - b);
 }
 
-/// How far they are from each other, either way.
+/// Their distance in either direction.
 constexpr std::uint32_t apart(std::uint32_t a, std::uint32_t b) {
     return a - b < b - a ? a - b : b - a;
 }
@@ -39,7 +39,7 @@ constexpr runTable_t makeRuns(std::uint8_t flip) {
     return table;
 }
 
-// 0, 1, ... 255, 0, ... 63: the run of any frame is a slice of it.
+// 0, 1, ... 255, 0, ... 63: any frame's run is a slice of it.
 inline constexpr runTable_t runs = makeRuns(0);
 inline constexpr runTable_t invertedRuns = makeRuns(0xFF);
 
@@ -49,10 +49,10 @@ inline std::uint32_t bigEndian(const std::uint8_t* b) {
     return std::uint32_t{b[0]} << 24 | std::uint32_t{b[1]} << 16 | std::uint32_t{b[2]} << 8 | b[3];
 }
 
-/// What the frames of a stream, or the answers to it, have in common: all but the counter.
+/// What the frames of a stream, or the answers to it, have in common: everything but the counter.
 class PatternForm {
 public:
-    /// `_length` is at least 5. Remote frames have no payload to tell them by: theirs fits nothing.
+    /// `_length` is at least 5. Remote frames have no payload to identify them by: nothing fits their form.
     PatternForm(std::uint8_t interface, streamRole_t role, bool extended, std::uint8_t _length)
         : idMask(extended ? CAN_EFF_MASK : CAN_SFF_MASK),
           idFlip((extended ? CAN_EFF_FLAG : 0) | (role == SR_ANSWER ? idMask : 0)),
@@ -71,14 +71,14 @@ public:
         look(mask, frame);
     }
 
-    /// From now on only a frame with the bit rate switch fits.
+    /// From now on only frames with the bit rate switch fit.
     void demandSwitch() {
         receivedFrame_t frame{};
         frame.flags = CANFD_BRS;
         look(frame, frame);
     }
 
-    /// Is this the frame with this counter and number modulo 256, to the bit?
+    /// Whether this is exactly the frame with this counter and number modulo 256.
     bool fits(const receivedFrame_t& frame, std::uint32_t counter, std::uint8_t run) const {
         const std::uint32_t low = counter & idMask;
         if ((fieldsOf(frame) & lookedAt) != wanted || frame.canId != ((low == 0 ? 1 : low) ^ idFlip) ||
@@ -93,7 +93,7 @@ public:
     }
 
 private:
-    /// What lies between the identifier and the payload, and the first byte of that, to be compared at once.
+    /// The fields between identifier and payload plus the first payload byte, for a single comparison.
     static std::uint64_t fieldsOf(const receivedFrame_t& frame) {
         static_assert(offsetof(receivedFrame_t, data) <
                       offsetof(receivedFrame_t, length) + sizeof(std::uint64_t));
@@ -103,31 +103,31 @@ private:
         return fields;
     }
 
-    /// What `mask` has must be as in `frame`, too.
+    /// The bits set in `mask` must be as in `frame`, too.
     void look(const receivedFrame_t& mask, const receivedFrame_t& frame) {
         lookedAt |= fieldsOf(mask);
         wanted |= fieldsOf(frame);
     }
 
-    /// The run of an answer that is inverted in part.
+    /// For the run of an answer that is only partly inverted.
     bool runFits(const std::uint8_t* data, std::uint8_t run) const;
 
-    std::uint64_t lookedAt = 0; ///< of `fieldsOf` a frame
+    std::uint64_t lookedAt = 0; ///< compared bits of `fieldsOf` a frame
     std::uint64_t wanted = 0;
     std::uint32_t idMask;
     std::uint32_t idFlip;
     std::uint32_t counterFlip;
     std::uint8_t length;
-    std::uint8_t walked;           ///< bytes up to where an answer is inverted no more
+    std::uint8_t walked;           ///< leading bytes that an answer inverts; else `length`
     const std::uint8_t* firstRuns; ///< the run up to there
-    std::size_t wholeRun;          ///< bytes of it when that is all of it, else 0
+    std::size_t wholeRun;          ///< its bytes if that is all of it, else 0
 };
 
-/// A data frame of at least 4 bytes, read as a frame of the pattern or as an answer to one. The counter's
-/// four bytes, the identifier and the bytes behind (the run) each tell which frame it is.
+/// A data frame of at least 4 bytes, read as a frame of the pattern or as an answer to one. The four counter
+/// bytes, the identifier and the bytes after them (the run) each say which frame it is.
 class Reading {
 public:
-    /// Reads identifier and counter, and whether all bytes fit them. `frame` outlives the reading.
+    /// Reads identifier and counter, and checks whether all bytes fit them. `frame` outlives the reading.
     Reading(const receivedFrame_t& frame, streamRole_t role);
     Reading(const Reading&) = delete;
     Reading& operator=(const Reading&) = delete;
@@ -141,9 +141,8 @@ public:
     /// The identifier fits the counter, and the run steps by one throughout (at least one byte of it).
     bool clean() const { return sound; }
 
-    /// Finds the frame number modulo 256 that most bytes of the run stand for; the lowest byte of them
-    /// decides among equals. To be called before the three below. They are known of a `clean` reading: it
-    /// stays as it is.
+    /// Finds the frame number modulo 256 that most bytes of the run represent; on a tie that of the lowest
+    /// byte. Call it before the three below. No effect on a `clean` reading, which knows them already.
     void vote();
     std::uint8_t run() const { return runValue; }
     std::uint8_t agreeing() const { return agree; }
@@ -158,14 +157,14 @@ public:
         return id == patternIdentifier(count, extended()) && 2 * static_cast<unsigned>(agree) > runLength();
     }
 
-    /// Bytes of the run that stand for this frame number modulo 256.
+    /// Bytes of the run that represent this frame number modulo 256.
     unsigned supporting(std::uint8_t value) const;
 
-    /// Places in which this frame differs from frame `counter` of a stream: identifier, width, each byte.
-    /// Bytes that did not come are not counted.
+    /// In how many places this frame differs from frame `counter` of a stream: identifier, width, each byte.
+    /// Missing bytes do not count.
     unsigned distance(std::uint32_t counter, std::uint8_t tag, bool streamExtended) const;
 
-    /// All that differs, for a report. `streamLength` is what the sender sends.
+    /// All differences, for a report. `streamLength` is what the sender sends.
     evidence_t evidence(std::uint32_t counter, std::uint8_t tag, bool streamExtended,
                         std::uint8_t streamLength) const;
 
@@ -177,5 +176,5 @@ private:
     std::uint8_t runValue = 0;
     std::uint8_t agree = 0;
     bool sound;
-    std::uint8_t undone[CANFD_MAX_DLEN]; ///< of an answer: what it answers
+    std::uint8_t undone[CANFD_MAX_DLEN]; ///< an answer with its inversion undone
 };

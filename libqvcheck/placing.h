@@ -10,9 +10,9 @@ template<typename Limits>
 struct place_t {
     Stream<Limits>* stream = nullptr; ///< null: nowhere
     std::uint32_t counter = 0;
-    unsigned distance = 0;  ///< places that differ
+    unsigned distance = 0;  ///< places in which they differ
     bool arrived = false;   ///< the frame is not the first with this counter
-    std::uint32_t away = 0; ///< from the next counter
+    std::uint32_t away = 0; ///< distance from the next counter
 
     bool betterThan(const place_t& other) const {
         if (other.stream == nullptr || distance != other.distance) {
@@ -22,15 +22,15 @@ struct place_t {
     }
 };
 
-/// Finds the frame that a damaged one was before. The frame tells its counter three times: by the identifier,
-/// by the counter bytes and by the run. Two of them have to agree; of all streams' frames for which they do,
-/// the one with the fewest differences is it.
+/// Finds out which frame a damaged one was. A frame states its counter three times: in the identifier, in the
+/// counter bytes and in the run. At least two of them must agree; of all candidates in all streams the one
+/// with the fewest differences is chosen.
 template<typename Limits>
 class Placing {
 public:
     using stream_t = Stream<Limits>;
 
-    /// `late`: others came since, so a frame that is still to come is hardly it.
+    /// `late`: others have come since, so it is hardly a frame still to come.
     Placing(const Reading& _reading, const streamKey_t& _key, bool _late)
         : reading(_reading),
           key(_key),
@@ -39,7 +39,7 @@ public:
         most = quarter > 2 ? quarter : 2;
     }
 
-    /// Tries one stream. A stream of another length only lends its missing frames.
+    /// Tries one stream. If its length differs only its missing frames are candidates.
     void consider(stream_t& s) {
         if (s.key.interface != key.interface || s.key.role != key.role) {
             return;
@@ -52,7 +52,7 @@ public:
         consider(s, s.window.next());
         consider(s, reading.counter());
         consider(s, byIdentifier);
-        if (reading.identifier() == 1) { // the frame before has it, too
+        if (reading.identifier() == 1) { // the previous frame has it, too
             consider(s, s.nearest(0, s.idValues()));
         }
         consider(s, s.nearest(static_cast<std::uint8_t>(reading.run() + s.key.tag), 256));
@@ -81,7 +81,7 @@ private:
                reading.identifier() == patternIdentifier(counter, s.key.extended);
     }
 
-    /// At least half of the run's bytes.
+    /// Whether at least half of the run's bytes do.
     bool runSupports(std::uint8_t value) const {
         const unsigned half = (reading.runLength() + 1U) / 2;
         if (value == reading.run() || reading.agreeing() > reading.runLength() / 2) {
@@ -94,7 +94,7 @@ private:
         const std::uint32_t counter = reading.counter();
         if (key.length < s.key.length && s.reaches(counter) && isIdentifierOf(s, counter) &&
             !s.has(counter) && ahead(counter, s.window.next()) < static_cast<std::int32_t>(Limits::step)) {
-            // The run of a cut answer may be half undone: what two witnesses say is enough.
+            // The run of a truncated answer may be half undone: two witnesses suffice.
             take(s, counter, std::min(most, 1 + reading.distance(counter, s.key.tag, s.key.extended)));
         }
     }
@@ -117,7 +117,7 @@ private:
     place_t<Limits> found;
 };
 
-/// Tries all streams; `Placing` says how.
+/// Tries all streams; see `Placing`.
 template<typename Limits>
 place_t<Limits> placeOf(const StreamTable<Limits>& table, const Reading& reading, const streamKey_t& key,
                         bool late) {
