@@ -53,13 +53,14 @@ public:
     void keepRepeat(stream_t& s, std::uint32_t counter, const sighting_t& seen) {
         endSilence(s, seen);
         s.repeats[s.streak++] = {seen.frame, counter, seen.at};
-        heard(s, seen, false);
+        spoke(s, seen, false);
     }
 
     /// Reports the kept repeats.
     void tellRepeats(stream_t& s) {
         for (std::uint32_t i = 0; i < s.streak; ++i) {
             const repeat_t& r = s.repeats[i];
+            countFrame(s, {r.frame, r.at, 0});
             tellRepeat(s, r.counter, r.at.time, 1, &r.frame);
             reporter.frame(r.frame, FT_REPEATED, s.number, r.counter);
         }
@@ -244,16 +245,26 @@ private:
     }
 
     void heard(stream_t& s, const sighting_t& seen, bool wasRecord) {
-        streamSlot_t& slot = s.series.at(seen.at.time);
-        ++slot.frames;
+        countFrame(s, seen);
+        spoke(s, seen, wasRecord);
+    }
+
+    /// One more frame of the stream, of any sort.
+    void countFrame(stream_t& s, const sighting_t& seen) {
+        ++s.series.at(seen.at.time).frames;
         ++s.frames;
         s.own = s.own || seen.frame.own;
         s.fd = s.fd || seen.frame.fd;
         streamDemands.checkFormat(s, seen);
+    }
+
+    /// The stream is not silent.
+    void spoke(stream_t& s, const sighting_t& seen, bool wasRecord) {
         s.atRecord = wasRecord;
         if (seen.at.number <= s.last.number) {
             return; // it was held, and others have come since
         }
+        streamSlot_t& slot = s.series.at(seen.at.time);
         slot.longestGap = std::max(slot.longestGap, seen.at.time - s.last.time);
         s.silenceTold = false;
         s.last = seen.at;

@@ -42,6 +42,17 @@ struct hurt_t {
     }
 };
 
+/// Frames that break a demand. The first one of a run is told when it comes, the others at the end.
+struct breach_t {
+    std::uint64_t frames = 0;
+    std::uint64_t told = 0;
+
+    void operator+=(const breach_t& other) {
+        frames += other.frames;
+        told += other.told;
+    }
+};
+
 /// A frame that waits to be told as repeated: three of them in a row are a stream that began anew.
 struct repeat_t {
     receivedFrame_t frame;
@@ -179,8 +190,8 @@ struct Stream {
     std::int64_t maxLateTime = 0;
     std::uint64_t restarts = 0;
     std::uint64_t jumps = 0;
-    std::uint64_t surplus = 0;
-    std::uint64_t wrongFormat = 0;
+    breach_t surplus;
+    breach_t wrongFormat;
     std::uint64_t follows = 0;
     lossShares_t causes = {};
     double jitter = 0;                 ///< ns
@@ -281,8 +292,8 @@ streamSummary_t Stream<Limits>::summary() const {
     s.maxLateTime = maxLateTime;
     s.restarts = restarts;
     s.jumps = jumps;
-    s.surplus = surplus;
-    s.wrongFormat = wrongFormat;
+    s.surplus = surplus.frames;
+    s.wrongFormat = wrongFormat.frames;
     s.follows = follows;
     s.causes = causes;
     s.lastTime = last.time;

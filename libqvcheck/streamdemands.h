@@ -56,7 +56,7 @@ public:
 
     /// A frame of another format than the demanded one, the first of them told.
     void checkFormat(stream_t& s, const sighting_t& seen) {
-        if (checksFormat && !isFormat(seen.frame) && s.wrongFormat++ == 0) {
+        if (checksFormat && !isFormat(seen.frame) && isFirst(s.wrongFormat)) {
             finding_t f = streamFinding(s, FK_FORMAT, seen.at.time, s.window.next() - 1, 1);
             f.frame = &seen.frame;
             reporter.finding(f);
@@ -65,7 +65,7 @@ public:
 
     /// A counter's first frame that is beyond the demanded number, the first of them told.
     void checkNumber(stream_t& s, std::uint32_t counter, std::int64_t time) {
-        if (demands.loop > 0 && countsFrames(s) && ahead(counter, endOf(s)) >= 0 && s.surplus++ == 0) {
+        if (demands.loop > 0 && countsFrames(s) && ahead(counter, endOf(s)) >= 0 && isFirst(s.surplus)) {
             reporter.finding(streamFinding(s, FK_SURPLUS, time, counter, 1));
         }
     }
@@ -115,10 +115,16 @@ private:
         }
     }
 
-    /// The first frame of them was told when it came.
-    void tellRest(const stream_t& s, findingKind_t kind, std::uint64_t frames, std::int64_t time) {
-        if (frames > 1) {
-            reporter.finding(streamFinding(s, kind, time, s.window.next() - 1, frames - 1));
+    /// One more; true when it is to be told now.
+    static bool isFirst(breach_t& breach) {
+        const bool first = breach.frames++ == 0;
+        breach.told += first ? 1U : 0U;
+        return first;
+    }
+
+    void tellRest(const stream_t& s, findingKind_t kind, const breach_t& breach, std::int64_t time) {
+        if (breach.frames > breach.told) {
+            reporter.finding(streamFinding(s, kind, time, s.window.next() - 1, breach.frames - breach.told));
         }
     }
 

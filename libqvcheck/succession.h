@@ -97,6 +97,11 @@ public:
         s.counts.repeated += child.counts.repeated;
         s.counts.corruptedRepeats += child.counts.corruptedRepeats;
         s.counts.stray += child.counts.stray;
+        s.own = s.own || child.own;
+        s.fd = s.fd || child.fd;
+        s.surplus += child.surplus;
+        s.wrongFormat += child.wrongFormat;
+        s.series.add(child.series);
         s.injection.follow(child.injection);
         s.child = nullptr;
         table.remove(child);
