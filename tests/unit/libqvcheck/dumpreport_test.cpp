@@ -194,6 +194,72 @@ TEST_F(DumpReportTest, CountsDropsAmongTheFramesLeftOutOnceItHasShownAHundred) {
     EXPECT_EQ(all[all.size() - 18], leftOut(5000 - 32 + 49 * 3));
 }
 
+TEST_F(DumpReportTest, CountsTheDropsBeforeAFrameAmongThoseLeftOutBeforeIt) {
+    for (unsigned int i = 0; i <= DumpReport::MOST; ++i) {
+        see(99);
+        receivedFrame_t frame = next();
+        frame.dropped = 3;
+        see(frame);
+    }
+    see(15); // the last 16 begin with that frame
+    const auto all = end();
+    EXPECT_EQ(all[all.size() - 17], leftOut(99 - 16 + 3));
+}
+
+TEST_F(DumpReportTest, PassesOnWhatItsInputLeftOut) {
+    see(5);
+    receivedFrame_t frame = next();
+    frame.leftOut = true;
+    frame.dropped = 7;
+    see(frame);
+    const std::vector<std::string> expected = {"0", "1", "2", "3", "4", leftOut(7), "5"};
+    EXPECT_EQ(end(), expected);
+}
+
+TEST_F(DumpReportTest, TellsDropsOfAQueueOfAllInterfacesAsThoseOfAny) {
+    for (const bool recorded : {false, true}) {
+        settings.inputs = {"any"}; // may be a file's name
+        settings.recorded = recorded;
+        std::ostringstream text;
+        DumpReport report(text, settings);
+        receivedFrame_t frame = next();
+        frame.dropped = 2;
+        report.frame(frame, 0);
+        report.end({});
+        EXPECT_EQ(text.str().find("on 'any' socket") != std::string::npos, !recorded);
+    }
+}
+
+TEST_F(DumpReportTest, TellsAFindingInFrontOfAFrameOfItsInterface) {
+    see(3);
+    see(next(1));
+    find(3 * ms);
+    const auto all = end();
+    EXPECT_EQ(all[2], std::string("# 0.003000") + stray);
+    EXPECT_EQ(all[3], "2");
+}
+
+TEST_F(DumpReportTest, TellsAFindingOfARunWithoutFrames) {
+    find(0);
+    const auto all = end();
+    ASSERT_EQ(all.size(), 1U);
+    EXPECT_EQ(all[0], std::string("# 0.000000") + stray);
+}
+
+TEST_F(DumpReportTest, ShowsNoFramesBeforeThoseOfAPaceThatIsOff) {
+    see(4000);
+    find(3000 * ms, FK_PACE, 1000 * ms); // the span is a mean
+    EXPECT_EQ(framesWritten(), 16U + 33 + 16);
+}
+
+TEST_F(DumpReportTest, CountsNoFindingsThatItShows) {
+    see(1);
+    for (unsigned int i = 0; i < DumpReport::MOST; ++i) {
+        find(0);
+    }
+    EXPECT_EQ(end().size(), 1U + DumpReport::MOST);
+}
+
 TEST_F(DumpReportTest, ShowsAHundredFindingsAndCountsTheOthers) {
     see(1);
     for (unsigned int i = 0; i < DumpReport::MOST + 12; ++i) {
