@@ -21,7 +21,7 @@ public:
     std::uint64_t at(std::int64_t now, std::uint64_t frames);
 
 private:
-    static constexpr std::size_t LOOKS = 4; ///< four per second
+    static constexpr std::size_t LOOKS = 4; ///< a second at four calls a second
 
     struct look_t {
         std::int64_t time = 0;

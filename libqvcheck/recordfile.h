@@ -5,8 +5,8 @@
 #include "libqvtrace/cantracemessage.h"
 #include "libqvtrace/record.h"
 
-/// Frames from trace records (docs/trace-record.md), both CAN kinds; sound records of other kinds are passed
-/// over. Channel n is the interface "chn".
+/// Frames from trace records (docs/trace-record.md), both CAN kinds; sound records of other kinds are
+/// skipped. Channel n is the interface "chn".
 class RecordFile : public RecordingFormat {
 public:
     using RecordingFormat::RecordingFormat;
@@ -17,6 +17,6 @@ private:
     bool readRecord(receivedFrame_t& frame);
     bool take(const record::view_t& view, receivedFrame_t& frame);
 
-    CANExtTraceMessage message; ///< what bodies are read into
+    CANExtTraceMessage message; ///< bodies are parsed into these
     CANTraceMessage older;
 };

@@ -4,7 +4,7 @@
 #include "libqvcheck/inputblocks.h"
 #include "libqvcheck/inputcounts.h"
 
-/// Base of the readers of a recording, one for each format.
+/// Base of the readers of recordings, one per format.
 class RecordingFormat : public FrameSource {
 public:
     /// All three outlive it.

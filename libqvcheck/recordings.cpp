@@ -36,7 +36,7 @@ std::size_t Recordings::read(receivedFrame_t* frames, std::size_t n) {
     return got;
 }
 
-/// Without waiting for the writer of a pipe: what has no data yet is not ready, and waited for like the rest.
+/// Does not wait for a pipe's writer: a pipe without data is just not ready, and polled like the rest.
 void Recordings::open() {
     if (next == names.size()) {
         return;
@@ -59,7 +59,7 @@ void Recordings::close() {
     input.reset();
 }
 
-/// True once the form is known. The first byte tells, but for records: there it takes two. A log may begin
+/// True once the format is known. The first byte decides, except for records, which take two. A log may begin
 /// with a comment, or with what the logger lost before the first frame.
 bool Recordings::recognise() {
     if (format || input->size() == 0) {

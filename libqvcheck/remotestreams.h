@@ -5,8 +5,8 @@
 #include <array>
 
 /// Remote frames carry no payload, so only the identifier says which frame one is. A stream is demanded, or
-/// founded by frames in a row; its frames are looked for in half of the identifiers' range at most. Owns the
-/// frames that have founded nothing yet. Used by one thread.
+/// founded by consecutive frames; its frames are searched for in at most half of the identifiers' range. Owns
+/// the frames that have not founded a stream yet. Used by one thread.
 template<typename Limits>
 class RemoteStreams {
 public:
@@ -31,14 +31,14 @@ public:
         }
     }
 
-    /// Nothing more will come: what has founded nothing is of no stream.
+    /// No more frames will come: those that founded nothing belong to no stream.
     void finish() {
         for (founding_t& founding : foundings) {
             release(founding);
         }
     }
 
-    /// Of no stream.
+    /// Remote frames of no stream.
     std::uint64_t frames() const { return others; }
     std::uint64_t held() const {
         std::uint64_t n = 0;
@@ -49,7 +49,7 @@ public:
     }
 
 private:
-    /// Frames in a row that may found a stream.
+    /// Consecutive frames that may found a stream.
     struct founding_t {
         streamKey_t key = {};
         std::uint32_t count = 0;
@@ -63,7 +63,7 @@ private:
         std::uint32_t counter = 0;
         std::uint32_t least = UINT32_MAX;
         for (stream_t* s = table.first(key); s != nullptr; s = table.after(*s)) {
-            for (const std::uint32_t value : {id, id == 1 ? 0U : id}) { // 1 stands for 0, too
+            for (const std::uint32_t value : {id, id == 1 ? 0U : id}) { // 1 also stands for 0
                 const std::uint32_t place = s->nearest(value, s->idValues());
                 const bool mine = s->key == key && ahead(place, s->window.next()) >=
                                                        -static_cast<std::int32_t>(Limits::remoteWindow);
@@ -107,7 +107,7 @@ private:
             release(founding);
             founding.key = key;
         }
-        // Two frames with identifier 1 at the beginning have the counters 0 and 1.
+        // Two initial frames with identifier 1 have the counters 0 and 1.
         founding.last = goesOn && id != founding.last ? founding.last + 1 : id;
         founding.frames[founding.count] = seen.frame;
         founding.times[founding.count] = seen.at;
@@ -130,7 +130,7 @@ private:
         founding.count = 0;
     }
 
-    /// Counts on where another stream of the interface fell silent, as far as the identifiers reach.
+    /// Continues from where another stream of the interface fell silent, as far as the identifiers reach.
     std::uint32_t placeOfFirst(const founding_t& founding, std::uint32_t id) const {
         const stream_t* latest = nullptr;
         for (stream_t* s = table.first(founding.key); s != nullptr; s = table.after(*s)) {
@@ -150,7 +150,7 @@ private:
         founding.count = 0;
     }
 
-    static constexpr std::size_t interfaces = 8; ///< that may found a stream at the same time
+    static constexpr std::size_t interfaces = 8; ///< on which streams may be founded at the same time
 
     const demands_t& demands;
     Reporter& reporter;

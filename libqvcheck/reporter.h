@@ -5,14 +5,14 @@
 #include <array>
 #include <cstdint>
 
-/// Where findings leave the judge: counts them, keeps their series, and hands them on.
+/// Where findings leave the judge: counts them, keeps their series, and passes them on.
 class Reporter {
 public:
     Reporter(FindingSink& _sink, LossBlame* _blame) : sink(_sink), lossBlame(_blame) {}
 
     void watch(FrameWatcher* _watcher) { watcher = _watcher; }
 
-    /// A frame was taken for something.
+    /// A frame was classified.
     void frame(const receivedFrame_t& frame, taken_t taken, std::uint16_t stream = 0,
                std::uint32_t counter = 0) {
         if (watcher != nullptr) {
@@ -27,7 +27,7 @@ public:
     void dropped(std::uint8_t interface, const std::uint64_t arrival, std::int64_t time, std::uint32_t n);
     lossShares_t blame(const loss_t& loss);
 
-    /// Findings by kind; frames that this host lost and that no stream misses are among them.
+    /// Findings by kind, including frames that this host lost and no stream misses.
     std::array<std::uint64_t, FK_NUM> counts() const;
     std::uint64_t framesDropped() const { return drops; }
     const Series<findingSlot_t>& series() const { return slots; }
@@ -41,5 +41,5 @@ private:
     Series<findingSlot_t> slots;
 };
 
-/// The frames of a loss that count as this host's or the logger's.
+/// The frames of a loss that are attributed to this host or the logger.
 std::uint64_t overrunOf(const lossShares_t& shares);

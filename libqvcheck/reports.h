@@ -4,7 +4,7 @@
 
 #include <vector>
 
-/// Tells several reports the same. They outlive it.
+/// Passes everything on to several reports, which outlive it.
 class Reports : public Report {
 public:
     void add(Report& report) { all.push_back(&report); }
@@ -16,7 +16,7 @@ public:
     void interval(const std::vector<intervalSummary_t>& pieces) override;
     void end(const runResult_t& run) override;
 
-    /// False when any of them could not be written; the others are.
+    /// False if any of them could not be written; the others were.
     bool flush() override;
 
 private:

@@ -6,11 +6,12 @@
 
 // Pieces of the text report's rows and columns.
 
-/// Padded with blanks to `width` characters; a longer text stays as it is.
+/// Padded with blanks to `width` characters; a longer text is left unchanged.
 std::string leftAligned(std::string text, std::size_t width);
 std::string rightAligned(const std::string& text, std::size_t width);
 
-/// Adds a number and what it counts to a list with commas, "2 lost, 1 stray"; nothing when the number is 0.
+/// Appends a number and what it counts to a comma-separated list, "2 lost, 1 stray"; nothing if the number is
+/// 0.
 void addPart(std::string& list, std::uint64_t n, const std::string& what);
 
 /// "s1".

@@ -5,14 +5,14 @@
 #include <cstdint>
 
 /// What happened when, in bounded memory: at most 600 slots of equal length, which starts at 100 ms and
-/// doubles, neighbours merged, whenever they are full. `Slot` has `merge(const Slot&)`.
+/// doubles, merging neighbours, whenever they are full. `Slot` has `merge(const Slot&)`.
 template<typename Slot>
 class Series {
 public:
     static constexpr std::size_t mostSlots = 600;
     static constexpr std::int64_t shortestSlot = 100000000;
 
-    /// The slot of a time, ns since the first frame of the run; a time below 0 counts as 0.
+    /// The slot for a time in ns since the first frame of the run; a time below 0 counts as 0.
     Slot& at(std::int64_t time) {
         if (static_cast<std::uint64_t>(time) - begin >= static_cast<std::uint64_t>(length)) {
             moveTo(time < 0 ? 0 : time);
@@ -21,7 +21,7 @@ public:
     }
 
     std::int64_t slotLength() const { return length; }
-    /// Slots up to the last one that was touched.
+    /// Slots up to the last one used.
     std::size_t size() const { return used; }
     const Slot& operator[](std::size_t index) const { return slots[index]; }
 
@@ -56,7 +56,7 @@ private:
     }
 
     std::int64_t length = shortestSlot;
-    std::uint64_t begin = INT64_MAX; ///< of the slot that was touched last
+    std::uint64_t begin = INT64_MAX; ///< of the slot used last
     std::size_t current = 0;
     std::size_t used = 0;
     std::array<Slot, mostSlots> slots = {};

@@ -13,7 +13,7 @@
 
 namespace {
 
-/// The kernel's struct __kernel_timespec: 64 bits each, whatever the width of the machine.
+/// The kernel's struct __kernel_timespec: 64 bits each, on every machine.
 struct stamp_t {
     std::int64_t seconds;
     std::int64_t nanoseconds;
@@ -26,10 +26,10 @@ static_assert(offsetof(receivedFrame_t, flags) - imageBegin == offsetof(canfd_fr
 static_assert(offsetof(receivedFrame_t, data) - imageBegin == offsetof(canfd_frame, data));
 static_assert(sizeof(receivedFrame_t::data) == sizeof(canfd_frame::data));
 
-/// What the kernel wrote becomes a sound frame.
+/// Turns what the kernel wrote into a sound frame.
 void setForm(receivedFrame_t& frame, std::size_t size) {
     frame.fd = size == CANFD_MTU;
-    frame.xl = !frame.fd && size != CAN_MTU; // no other size is left
+    frame.xl = !frame.fd && size != CAN_MTU; // the only remaining size
     frame.flags =
         frame.fd ? static_cast<std::uint8_t>(frame.flags & (CANFD_BRS | CANFD_ESI)) : std::uint8_t{0};
     const std::uint8_t room = frame.fd ? CANFD_MAX_DLEN : frame.xl ? 0 : CAN_MAX_DLEN;
@@ -77,7 +77,7 @@ SocketSource::~SocketSource() {
 
 /// The kernel shortens name and control lengths to what it wrote.
 inline void SocketSource::offerRoom(msghdr& header) const {
-    header.msg_namelen = sizeof senders[0]; // not looked at without a name
+    header.msg_namelen = sizeof senders[0]; // ignored without a name
     header.msg_controllen = sizeof controls[0].bytes;
 }
 
@@ -91,8 +91,8 @@ inline void SocketSource::receiveInto(receivedFrame_t* frames, std::size_t n) {
     }
 }
 
-/// The kernel looks for a frame behind the last one, which costs a quarter of a frame. So where frames come
-/// one by one, only one in 16 reads asks for more.
+/// Asking for more makes the kernel look for another frame, which costs a quarter of a frame. So while frames
+/// come one by one, only one in 16 reads does.
 inline void SocketSource::expect(std::size_t wanted, std::size_t got) {
     if (wanted > 1) {
         oneByOne = got > 1 ? 0 : 15;
@@ -148,7 +148,7 @@ std::uint32_t SocketSource::takeDropped() {
     return dropsUpTo(droppedBy(fd, dropCount));
 }
 
-/// Drops that were not told before. A frame that was queued before the last takeDropped() has an older count.
+/// Drops not reported before. A frame that was queued before the last takeDropped() has an older count.
 std::uint32_t SocketSource::dropsUpTo(std::uint32_t count) {
     const std::uint32_t more = count - dropCount;
     if (more > UINT32_MAX / 2) {
@@ -165,12 +165,12 @@ std::uint8_t SocketSource::interfaceOf(int index) {
         return found->second;
     }
     if (known.size() > UINT8_MAX) {
-        known.clear(); // an interface that is made again has a new index each time
+        known.clear(); // a recreated interface gets a new index
     }
     char name[IF_NAMESIZE];
     const std::string text = if_indextoname(static_cast<unsigned int>(index), name) != nullptr
                                  ? std::string(name)
-                                 : "if" + std::to_string(index); // deleted since
+                                 : "if" + std::to_string(index); // deleted in the meantime
     known.emplace_back(index, interfaces.indexOf(text));
     return known.back().second;
 }

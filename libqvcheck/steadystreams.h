@@ -6,8 +6,8 @@
 
 #include <algorithm>
 
-/// Nearly all frames: the one that a steady stream waits for, to the bit. It costs one look and some
-/// counting, and books what `Booking` would. Owns nothing. Used by one thread.
+/// The fast path of nearly all frames: exactly the frame that a steady stream expects. It takes one
+/// comparison and some counting, and books what `Booking` would. Owns nothing. Used by one thread.
 template<typename Limits>
 class SteadyStreams {
 public:
@@ -18,8 +18,9 @@ public:
         : reporter(_reporter),
           streamDemands(_demands, _reporter) {}
 
-    /// Takes the next frame of a steady stream, which is returned; null: it is none, and needs more. The
-    /// stream's pair is not told. The table is no member: that would cost each frame a load.
+    /// Takes the next frame of a steady stream and returns the stream; null: not such a frame, use the normal
+    /// path. Does not inform the stream's pair. The table is not a member, as that would cost each frame a
+    /// load.
     stream_t* takeNext(const StreamTable<Limits>& table, interface_t<Limits>& in,
                        const receivedFrame_t& frame, const arrivalTime_t& at) {
         stream_t* const s = waitingFor(table, in, frame);
@@ -46,8 +47,8 @@ public:
     }
 
 private:
-    /// The stream heard last if it waits for just this frame, otherwise the only one of the frame's key if
-    /// that one does; null if there is neither, or it is not steady.
+    /// The stream heard last if it expects exactly this frame, otherwise the only one with the frame's key if
+    /// that does; null if there is neither, or it is not steady.
     static stream_t* waitingFor(const StreamTable<Limits>& table, interface_t<Limits>& in,
                                 const receivedFrame_t& frame) {
         stream_t* const latest = table.at(in.latest);

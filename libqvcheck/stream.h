@@ -12,7 +12,8 @@
 #include <cstdint>
 #include <memory>
 
-/// What tells streams apart before their counters do. Frames with different keys never meet in one stream.
+/// What distinguishes streams besides their counters. Frames with different keys never belong to the same
+/// stream.
 struct streamKey_t {
     std::uint8_t interface;
     streamRole_t role;
@@ -25,12 +26,12 @@ struct streamKey_t {
                std::uint32_t{length} << 8 | tag;
     }
     std::uint32_t idMask() const { return extended ? CAN_EFF_MASK : CAN_SFF_MASK; }
-    /// Same but for the tag.
+    /// The same except for the tag.
     bool sameClass(const streamKey_t& other) const { return ((packed() ^ other.packed()) >> 8) == 0; }
     bool operator==(const streamKey_t& other) const { return packed() == other.packed(); }
 };
 
-/// A damaged frame, to tell the echo of its damage by.
+/// A damaged frame, kept to recognise the echo of its damage.
 struct hurt_t {
     std::uint32_t counter;
     std::uint8_t differing; ///< 0: none
@@ -42,7 +43,7 @@ struct hurt_t {
     }
 };
 
-/// Frames that break a demand. The first one of a run is told when it comes, the others at the end.
+/// Frames that break a demand. The first one of a run is reported when it comes, the others at the end.
 struct breach_t {
     std::uint64_t frames = 0;
     std::uint64_t told = 0;
@@ -53,7 +54,7 @@ struct breach_t {
     }
 };
 
-/// A frame that waits to be told as repeated: three of them in a row are a stream that began anew.
+/// A frame to be reported as repeated unless three in a row show that the stream restarted.
 struct repeat_t {
     receivedFrame_t frame;
     std::uint32_t counter;
@@ -70,21 +71,21 @@ struct pair_t {
 
     Stream<Limits>* direct;
     Stream<Limits>* answers;
-    std::uint32_t next;             ///< counters below are decided
-    std::uint32_t firstMissing = 0; ///< of a run of unanswered frames
+    std::uint32_t next;             ///< counters below it are decided
+    std::uint32_t firstMissing = 0; ///< of the current run of unanswered frames
     std::uint32_t lastMissing = 0;
-    std::uint64_t missing = 0;        ///< its frames
-    std::int64_t longest = 0;         ///< round trip since the last such run
-    std::uint64_t excused = 0;        ///< lost answers that this host lost, not yet met in a run
-    bool apart = false;               ///< one half handed its account on, the other may have to
-    streamRole_t awaited = SR_ANSWER; ///< that one, while `apart`
-    std::int64_t since = 0;           ///< and the time since when
+    std::uint64_t missing = 0;        ///< number of its frames
+    std::int64_t longest = 0;         ///< longest round trip since the last such run
+    std::uint64_t excused = 0;        ///< answers lost by this host, not yet met in a run
+    bool apart = false;               ///< one half passed its account on, the other may have to
+    streamRole_t awaited = SR_ANSWER; ///< the other half, while `apart`
+    std::int64_t since = 0;           ///< since when
     pairSummary_t counts = {};
     Histogram roundTrips;
 };
 
-/// One run of a sender, as its frames show it on one interface. Plain state; `Booking` and `Losses` keep the
-/// counts, the demultiplexer decides what belongs here.
+/// One run of a sender, as its frames show it on one interface. Plain state; `Booking` and `Losses` do the
+/// counting, the demultiplexer decides what belongs to it.
 template<typename Limits>
 struct Stream {
     Stream(const streamKey_t& _key, std::uint32_t begin, std::uint32_t errorPeriod)
@@ -94,7 +95,8 @@ struct Stream {
           first(begin),
           injection(errorPeriod, _key.length) {}
 
-    /// The place of this frame number modulo 256 or identifier that lies nearest to the next counter.
+    /// The counter with this frame number modulo 256, or this identifier, that is nearest to the next
+    /// counter.
     std::uint32_t nearest(std::uint32_t value, std::uint32_t modulus) const {
         const std::uint32_t up = (value - window.next()) & (modulus - 1);
         return window.next() + (up < modulus / 2 ? up : up - modulus);
@@ -102,18 +104,18 @@ struct Stream {
 
     std::uint32_t idValues() const { return key.idMask() + 1; }
 
-    /// The first counter is the sender's first frame: its run begins at 0 and its counter is an identifier.
+    /// The counter is that of a sender's first frame: its run begins at 0 and the counter is an identifier.
     bool startsHere(std::uint32_t counter) const {
         return key.role != SR_REMOTE && static_cast<std::uint8_t>(counter) == key.tag && counter < idValues();
     }
     bool startKnown() const { return startDemanded || startsHere(first); }
 
-    /// The run began at the start of a sender, or where this one did: it is no repeated block.
+    /// The run began like a sender, or where this one did, so it is no repeated block.
     bool beganLike(const Stream& sender) const {
         return startsHere(first) || (sender.startKnown() && first - sender.first < Limits::step);
     }
 
-    /// Below this nothing belongs to the stream.
+    /// No lower counter belongs to the stream.
     std::uint32_t floor() const { return startKnown() ? first : first - Limits::near; }
 
     /// In the window, and not below the floor.
@@ -134,20 +136,20 @@ struct Stream {
     /// What happened since the last call.
     intervalSummary_t takeInterval(std::int64_t begin, std::int64_t end);
 
-    /// The counts with what the injection knows.
+    /// The counts, including those of the injection.
     totals_t totals() const {
         totals_t t = counts;
         t.injected = injection.found();
         return t;
     }
 
-    /// The next frame, to the bit.
+    /// Whether it is exactly the next frame.
     bool isNext(const receivedFrame_t& frame) const {
         const std::uint32_t counter = window.next();
         return form.fits(frame, counter, static_cast<std::uint8_t>(counter - key.tag));
     }
 
-    /// Nothing but counting is to be done for the next frame.
+    /// The next frame only needs counting.
     bool isSteady() const { return steady && ahead(steadyUntil, window.next()) > 0; }
 
     std::int64_t meanGap() const { return static_cast<std::int64_t>(gaps.mean()); }
@@ -157,31 +159,31 @@ struct Stream {
     std::uint8_t slot = 0;
     PatternForm form;
     Window<Limits> window;
-    std::uint32_t first; ///< lowest counter; not yet one while `empty`
+    std::uint32_t first; ///< lowest counter; provisional while `empty`
     bool empty = true;
-    int demand = -1;            ///< index of the demanded identifier, below 0 for none
-    bool startDemanded = false; ///< and this run's first frame is the one with it
+    int demand = -1;            ///< index of the demanded identifier, below 0: none
+    bool startDemanded = false; ///< and this run's first frame has it
 
     arrivalTime_t born = {};       ///< the first frame
     arrivalTime_t lastRecord = {}; ///< the last frame that was the highest so far
-    arrivalTime_t last = {};       ///< the last frame of any sort
-    bool atRecord = false;         ///< that one was the highest
+    arrivalTime_t last = {};       ///< the last frame of any kind
+    bool atRecord = false;         ///< that frame was the highest
     bool silenceTold = false;
-    std::uint32_t leftOut = 0;   ///< frames of the interface that the recording left out since
+    std::uint32_t leftOut = 0;   ///< frames of the interface omitted by the recording since
     std::uint64_t lastSteps = 0; ///< steps of the interface's clock up to it
-    std::uint64_t frames = 0;    ///< of any sort; means something while not `named`
+    std::uint64_t frames = 0;    ///< of any kind; valid while not `named`
     std::uint64_t unique = 0;    ///< counters that arrived
 
-    std::uint16_t number = 0; ///< of the name; lent by the likely predecessor while not `named`
+    std::uint16_t number = 0; ///< of its name; that of the likely predecessor while not `named`
     bool named = false;
     bool ambiguous = false;
     bool own = false;
     bool fd = false;
     bool steady = false;               ///< named, and its next frames are just counted
     std::uint32_t steadyUntil = 0;     ///< up to this one
-    const StampClock* clock = nullptr; ///< the interface's
+    const StampClock* clock = nullptr; ///< that of the interface
     pair_t<Limits>* pair = nullptr;    ///< with the other direction
-    Stream* parent = nullptr;          ///< whose counters this one repeats, until it is known what it is
+    Stream* parent = nullptr;          ///< whose counters this one repeats, until it is explained
     Stream* child = nullptr;
 
     totals_t counts = {};
@@ -200,7 +202,7 @@ struct Stream {
     Histogram gaps;
     Series<streamSlot_t> series;
 
-    /// What an interval began with; null when nobody asks for intervals.
+    /// The state at the beginning of an interval; null unless intervals are demanded.
     struct sinceInterval_t {
         totals_t counts = {};
         Histogram gaps;

@@ -8,7 +8,7 @@
 #include <cstdlib>
 
 /// Checks a stream against the demands: its number of frames, its pace, its silences, its format. Owns
-/// nothing and remembers nothing: what it counts is in the stream, and each user has one. Used by one thread.
+/// nothing and has no state: the counts are in the stream, and each user has its own. Used by one thread.
 template<typename Limits>
 class StreamDemands {
 public:
@@ -21,21 +21,21 @@ public:
           checksFormat(_demands.fd || _demands.brs),
           looksAtGaps(_demands.paced || _demands.intervals) {}
 
-    /// Is its number of frames demanded?
+    /// Whether a number of frames is demanded of it.
     bool countsFrames(const stream_t& s) const {
         return demands.loop > 0 && demands.loop <= INT32_MAX && s.startKnown() && isDemanded(s);
     }
-    /// The counter behind its last demanded frame; means something when its frames are counted.
+    /// The counter after its last demanded frame; valid if its frames are counted.
     std::uint32_t endOf(const stream_t& s) const {
         return s.first + static_cast<std::uint32_t>(demands.loop);
     }
 
-    /// May a frame of the stream break a demand though it is the next one, to the bit?
+    /// Whether a frame may break a demand although it is exactly the next one.
     bool looksAtEach(const stream_t& s) const {
         return demands.maxGap != 0 || (checksFormat && s.key.length != CANFD_MAX_DLEN);
     }
 
-    /// ns between two frames of the stream in a row; `last` is still the first of them.
+    /// ns between two consecutive frames of the stream; `last` is still the first of them.
     void gap(stream_t& s, std::int64_t gap) {
         s.gaps.add(gap);
         if (looksAtGaps) {
@@ -43,7 +43,7 @@ public:
         }
     }
 
-    /// A silence of the stream up to `time` that is too long, told once.
+    /// Reports a silence up to `time` that is too long, once.
     void checkSilence(stream_t& s, std::int64_t time) {
         if (demands.maxGap > 0 && !s.silenceTold && time - s.last.time > demands.maxGap) {
             finding_t f = streamFinding(s, FK_GAP, time, s.window.next() - 1, 1);
@@ -54,7 +54,7 @@ public:
         }
     }
 
-    /// A frame of another format than the demanded one, the first of them told.
+    /// A frame of another format than demanded; only the first is reported.
     void checkFormat(stream_t& s, const sighting_t& seen) {
         if (checksFormat && !isFormat(seen.frame) && isFirst(s.wrongFormat)) {
             finding_t f = streamFinding(s, FK_FORMAT, seen.at.time, s.window.next() - 1, 1);
@@ -63,14 +63,14 @@ public:
         }
     }
 
-    /// A counter's first frame that is beyond the demanded number, the first of them told.
+    /// The first frame with a counter beyond the demanded number; only the first such frame is reported.
     void checkNumber(stream_t& s, std::uint32_t counter, std::int64_t time) {
         if (demands.loop > 0 && countsFrames(s) && ahead(counter, endOf(s)) >= 0 && isFirst(s.surplus)) {
             reporter.finding(streamFinding(s, FK_SURPLUS, time, counter, 1));
         }
     }
 
-    /// The run is over at `time`: what the whole of the stream says.
+    /// The run is over at `time`: judges the stream by its totals.
     void close(stream_t& s, std::int64_t time) {
         checkSilence(s, time);
         tellRest(s, FK_SURPLUS, s.surplus, time);
@@ -91,7 +91,7 @@ public:
     }
 
 private:
-    /// Do the demands on a stream's start, number of frames and pace hold for this one?
+    /// Whether the demands on start, number of frames and pace apply to this stream.
     bool isDemanded(const stream_t& s) const { return demands.ids.empty() || s.demand >= 0; }
 
     bool isFormat(const receivedFrame_t& frame) const {
@@ -115,7 +115,7 @@ private:
         }
     }
 
-    /// One more; true when it is to be told now.
+    /// Counts one more; true if it is to be reported now.
     static bool isFirst(breach_t& breach) {
         const bool first = breach.frames++ == 0;
         breach.told += first ? 1U : 0U;
@@ -143,5 +143,5 @@ private:
     const demands_t& demands;
     Reporter& reporter;
     const bool checksFormat;
-    const bool looksAtGaps; ///< more than their histogram
+    const bool looksAtGaps; ///< not just for their histogram
 };

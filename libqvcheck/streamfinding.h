@@ -2,7 +2,7 @@
 
 #include "libqvcheck/stream.h"
 
-/// A finding about `n` frames of a stream at `counter`. What else its kind has is the caller's to fill in.
+/// A finding about `n` frames of a stream at `counter`. The caller fills in what else its kind has.
 template<typename Limits>
 finding_t streamFinding(const Stream<Limits>& s, findingKind_t kind, std::int64_t time, std::uint32_t counter,
                         std::uint64_t n) {

@@ -6,8 +6,8 @@
 #include <array>
 #include <memory>
 
-/// Adds streams to the table: demanded ones, and those that frames in a row founded. The table owns them.
-/// Used by one thread.
+/// Adds streams to the table, which owns them: demanded ones, and those that consecutive frames founded. Used
+/// by one thread.
 template<typename Limits>
 class StreamFounder {
 public:
@@ -19,11 +19,11 @@ public:
           table(_table),
           succession(_succession) {}
 
-    /// An interface that frames will come from. Its streams look at its clock.
+    /// An interface that frames will come from. Its streams refer to its clock.
     void enter(const interface_t<Limits>& in) { clocks[in.index] = &in.clock; }
 
-    /// A new stream, not yet named; null when there is no room. `parent`: whose counters it repeats, null for
-    /// none.
+    /// A new stream without a name yet; null if there is no room. `parent`: the stream whose counters it
+    /// repeats, or null.
     stream_t* addUnnamed(const streamKey_t& key, std::uint32_t next, stream_t* parent,
                          const arrivalTime_t& at) {
         stream_t* const s = add(key, next, at);
@@ -38,7 +38,7 @@ public:
         return s;
     }
 
-    /// A new stream with its name or the one on loan; null when there is no room.
+    /// A new stream with a name or a provisional one; null if there is no room.
     stream_t* addBorn(const streamKey_t& key, std::uint32_t next, stream_t* parent, const arrivalTime_t& at) {
         stream_t* const s = addUnnamed(key, next, parent, at);
         if (s != nullptr) {
@@ -47,20 +47,20 @@ public:
         return s;
     }
 
-    /// The stream of a demand, from its first frame on; null when there is no room.
+    /// The demanded stream, from its first frame on; null if there is no room.
     stream_t* addDemanded(const streamKey_t& key, std::uint32_t start, std::size_t demand,
                           const arrivalTime_t& at) {
         stream_t* const s = add(key, start, at);
         if (s != nullptr) {
             s->demand = static_cast<int>(demand);
             s->startDemanded = true;
-            s->fd = key.length > CAN_MAX_DLEN; // its name says so
+            s->fd = key.length > CAN_MAX_DLEN; // needed for its name
             succession.name(*s);
         }
         return s;
     }
 
-    /// The demanded stream that a first sound frame founds; null when none is demanded within `reach`.
+    /// The demanded stream that a first sound frame founds; null if none is demanded within `reach`.
     stream_t* addDemandedNear(const streamKey_t& key, std::uint32_t counter, std::uint32_t reach,
                               const arrivalTime_t& at) {
         std::size_t best = demands.ids.size();
@@ -74,7 +74,7 @@ public:
         return best < demands.ids.size() ? addDemanded(key, counter - reach, best, at) : nullptr;
     }
 
-    /// Does the demand have its stream with this key?
+    /// Whether the demand already has its stream with this key.
     bool isBorn(const streamKey_t& key, std::size_t demand) const {
         for (stream_t* s = table.first(key); s != nullptr; s = table.after(*s)) {
             if (s->key == key && s->demand == static_cast<int>(demand)) {
@@ -85,7 +85,7 @@ public:
     }
 
 private:
-    /// Is a demanded identifier that of a stream with this key?
+    /// Whether a demanded identifier is that of a stream with this key.
     static bool fits(std::uint32_t id, const streamKey_t& key) {
         const bool extended = (id & CAN_EFF_FLAG) != 0;
         return (id & CAN_RTR_FLAG) == 0 && extended == key.extended &&

@@ -5,9 +5,9 @@
 
 #include <string>
 
-// What the summary says of one stream, a row for each subject; empty when there is nothing to tell.
+// What the summary says about one stream, a row per subject; empty if there is nothing to report.
 
-/// "1 injected as told by -e 100, none missing, none besides", or that it looks so.
+/// "1 injected as told by -e 100, none missing, none besides", or "looks like -e 100: ...".
 std::string corruptedRow(const streamSummary_t& stream);
 
 /// The causes, and the lost answers to lost frames: "3 this host, queue; 2 before this host, 4 follow".
@@ -16,7 +16,7 @@ std::string lostRow(const streamSummary_t& stream);
 /// "3 frames, overtaken by 1, at most 3 frames and 1.368 ms late".
 std::string reorderedRow(const streamSummary_t& stream);
 
-/// What else happened: "1 restart, 2 stray".
+/// Other events: "1 restart, 2 stray".
 std::string besidesRow(const streamSummary_t& stream);
 
 /// Smallest, mean, greatest and quantiles in ms; the rate against the demanded one, and the jitter.

@@ -9,7 +9,7 @@
 #include <memory>
 #include <vector>
 
-/// The streams of a run: found by their key in short lists, in bounded number.
+/// The streams of a run, in bounded number, found by their key through short lists.
 template<typename Limits>
 class StreamTable {
 public:
@@ -21,21 +21,21 @@ public:
         alive.reserve(Limits::streams);
     }
 
-    /// The youngest stream that may have this key; `after` gives the next older one. Null at the end. Other
-    /// keys may be among them.
+    /// The youngest stream that may have this key; `after` returns the next older one. Null at the end.
+    /// Streams with other keys may be among them.
     stream_t* first(const streamKey_t& key) const { return at(heads[listOf(key)]); }
     stream_t* after(const stream_t& s) const { return at(s.nextInTable); }
 
     /// The stream in a slot; null for an empty one.
     stream_t* at(std::uint8_t slot) const { return slot < Limits::streams ? slots[slot].get() : nullptr; }
 
-    /// The stream with this key when it is the only one in its list; null: look through the list.
+    /// The stream with this key if it is the only one in its list; null: search the list.
     stream_t* only(const streamKey_t& key) const {
         stream_t* const s = at(heads[listOf(key)]);
         return s != nullptr && s->nextInTable == none && s->key == key ? s : nullptr;
     }
 
-    /// The stream of this key that has the counter, the one heard last of several; null when none has.
+    /// The stream with this key that has the counter, of several the one heard last; null if none has it.
     stream_t* streamThatHas(const streamKey_t& key, std::uint32_t counter) const {
         stream_t* best = nullptr;
         for (stream_t* s = first(key); s != nullptr; s = after(*s)) {
@@ -49,12 +49,12 @@ public:
     /// All streams in the order of their birth.
     const std::vector<stream_t*>& all() const { return alive; }
 
-    /// How many were added, those that are gone again among them.
+    /// The number of streams ever added, removed ones included.
     std::uint64_t births() const { return born; }
 
     bool full() const { return alive.size() == Limits::streams; }
 
-    /// A new stream; null when there is no room.
+    /// A new stream; null if there is no room.
     stream_t* add(const streamKey_t& key, std::uint32_t next, std::uint32_t errorPeriod) {
         for (std::size_t i = 0; i < slots.size(); ++i) {
             if (slots[i] == nullptr) {

@@ -6,10 +6,9 @@
 
 #include <algorithm>
 
-/// What a new stream turns out to be. One that begins while another of its key is silent may be the same
-/// sender: after an outage, after a restart, or with frames repeated. It goes by the other's name until the
-/// other speaks (two senders), or has been silent for long enough (one). Owns nothing but the count of names.
-/// Used by one thread.
+/// Decides what a new stream is. One that begins while another with its key is silent may be the same sender:
+/// after an outage, after a restart, or repeating frames. It has the other's name until the other speaks (two
+/// senders), or has been silent long enough (one). Owns nothing but the number of names. Used by one thread.
 template<typename Limits>
 class Succession {
 public:
@@ -25,7 +24,7 @@ public:
           reporter(_reporter),
           demands(_demands) {}
 
-    /// A stream was born: a name, or one on loan.
+    /// A stream was born: it gets a name, or a provisional one.
     void born(stream_t& n) {
         const stream_t* const s = precursor(n);
         if (s == nullptr) {
@@ -35,7 +34,7 @@ public:
         }
     }
 
-    /// The stream is one of its own.
+    /// The stream is a separate one.
     void name(stream_t& n) {
         n.parent = nullptr;
         n.number = ++names;
@@ -43,8 +42,8 @@ public:
         reporter.named(n.summary(), n.born.time);
     }
 
-    /// Decides what an unnamed stream is when that can be said at `now`. The stream may be gone afterwards,
-    /// or another one of its key.
+    /// Decides what an unnamed stream is, if possible at `now`. The stream or another one with its key may be
+    /// gone afterwards.
     void explain(stream_t& n, std::int64_t now) {
         stream_t* const s = precursor(n);
         if (s == nullptr) {
@@ -54,13 +53,13 @@ public:
         }
     }
 
-    /// When `explain` will know, at the latest, while nothing else comes.
+    /// When `explain` will know at the latest if nothing else comes.
     std::int64_t due(const stream_t& n) const {
         const stream_t* const s = precursor(n);
         return s == nullptr ? n.born.time : dueAfter(*s);
     }
 
-    /// Decides now what is not decided: nothing more will come, or there is no room to wait.
+    /// Decides at once what is undecided: no more frames will come, or there is no room to wait.
     void explainAll() {
         bool again = true;
         while (again) {
@@ -74,7 +73,7 @@ public:
         }
     }
 
-    /// The child's frames were its parent's: what the parent has is repeated, the rest fills it.
+    /// The child's frames were its parent's: those the parent has are repeated, the others fill it.
     void fold(stream_t& child) {
         stream_t& s = *child.parent;
         booking.tellRepeats(child);
@@ -90,7 +89,7 @@ public:
             }
         }
         tell(s, repeats);
-        if (left > 0) { // from below the window of both
+        if (left > 0) { // below the window of both
             booking.tellRepeat(s, low - 1, child.born.time, static_cast<std::uint32_t>(left), nullptr);
             s.counts.repeated += left;
         }
@@ -147,10 +146,10 @@ private:
         return s.lastRecord.time + std::max<std::int64_t>(Limits::silence, 8 * s.meanGap());
     }
 
-    /// The stream whose name `n` goes by until it has one; null when it is one of its own.
+    /// The stream whose name `n` has until it gets its own; null if it is a separate one.
     stream_t* precursor(const stream_t& n) const { return n.parent != nullptr ? n.parent : predecessor(n); }
 
-    /// The silent stream that `n` goes on with most likely; null when all that could be it spoke since.
+    /// The silent stream that `n` most likely continues; null if every candidate has spoken since.
     stream_t* predecessor(const stream_t& n) const {
         stream_t* best = nullptr;
         std::uint64_t least = UINT64_MAX;
@@ -186,7 +185,7 @@ private:
 
     void succeed(stream_t& s, stream_t& n) {
         if (!s.named) {
-            explainNow(s); // its own name first; what `n` is shows later
+            explainNow(s); // its own name first; `n` is explained later
             return;
         }
         if (s.child != nullptr && s.child != &n) {
@@ -244,7 +243,7 @@ private:
         }
     }
 
-    /// A demanded stream that began again has its first frame where it had it before.
+    /// A demanded stream that restarted has the same first frame as before.
     void findStart(stream_t& n, std::uint32_t id) {
         const std::uint32_t start = id & n.key.idMask();
         const std::uint32_t absent = n.first - start;
