@@ -27,13 +27,13 @@ struct streamSlot_t {
     }
 };
 
-/// A slot of the run's series: frames found wrong in it, over all streams.
+/// A slot of the run's series: frames with findings in it, over all streams.
 struct findingSlot_t {
     std::uint32_t lost;    ///< on the way
     std::uint32_t overrun; ///< lost to this host or the logger
     std::uint32_t repeated;
     std::uint32_t reordered;
-    std::uint32_t corrupted; ///< not as told
+    std::uint32_t corrupted; ///< not as demanded
     std::uint32_t injected;
 
     void merge(const findingSlot_t& other) {
@@ -46,12 +46,12 @@ struct findingSlot_t {
     }
 };
 
-/// Counts of a stream or of many. Always: expected = intact + corrupted + lost + open.
+/// Counts of one stream or of several. Always: expected = intact + corrupted + lost + open.
 struct totals_t {
     std::uint64_t expected;
     std::uint64_t intact;
     std::uint64_t corrupted; ///< injected ones included
-    std::uint64_t lost;      ///< this host's included
+    std::uint64_t lost;      ///< including those lost by this host
     std::uint64_t open;      ///< missing, not yet given up
     std::uint64_t repeated;
     std::uint64_t corruptedRepeats;
@@ -59,10 +59,10 @@ struct totals_t {
     std::uint64_t overtaken; ///< gaps that were filled later, that is frames that came too early
     std::uint64_t late;
     std::uint64_t stray;
-    std::uint64_t injected; ///< corrupted as told, or as the recognised period says
-    std::uint64_t overrun;  ///< of the lost: this host's and the logger's
+    std::uint64_t injected; ///< corrupted as demanded, or as the recognised period predicts
+    std::uint64_t overrun;  ///< those of `lost` that are this host's or the logger's
 
-    /// Frames that came.
+    /// Frames received.
     std::uint64_t received() const { return intact + corrupted + repeated + corruptedRepeats + late + stray; }
 
     totals_t& operator+=(const totals_t& other);
@@ -71,15 +71,15 @@ struct totals_t {
 
 /// Frames that the sender corrupts on purpose.
 struct injectionSummary_t {
-    std::uint32_t period;  ///< every such frame; 0: neither told nor recognised
+    std::uint32_t period;  ///< one in so many frames; 0: neither demanded nor recognised
     bool told;             ///< demanded; otherwise recognised
-    std::uint64_t found;   ///< just that byte inverted. Recognised: that fit
+    std::uint64_t found;   ///< exactly the scheduled byte inverted; recognised: those that fit
     std::uint64_t missing; ///< arrived intact
     std::uint64_t lost;
     std::uint64_t damagedOtherwise;
 };
 
-/// One stream, all its runs together.
+/// One stream, with all its runs.
 struct streamSummary_t {
     std::uint16_t number; ///< 1 for s1
     std::uint8_t interface;
@@ -89,10 +89,10 @@ struct streamSummary_t {
     bool fd;
     bool own; ///< some frames were sent by this host
     bool startKnown;
-    bool ambiguous; ///< another stream has the same low byte within reach
+    bool ambiguous; ///< another stream with the same low byte is within reach
     bool demanded;
-    bool orderedByIdentifier; ///< frames were reordered, all of them where the identifier wraps
-    std::uint32_t start;      ///< first counter of the sender; only the low byte when it is not known
+    bool orderedByIdentifier; ///< frames were reordered, all of them at the identifier's wrap
+    std::uint32_t start;      ///< the sender's first counter; only its low byte unless `startKnown`
     std::uint32_t first;      ///< lowest counter of the last run
     std::uint32_t last;       ///< highest counter of the last run
     totals_t totals;
@@ -102,14 +102,14 @@ struct streamSummary_t {
     std::uint64_t jumps;
     std::uint64_t surplus;
     std::uint64_t wrongFormat;
-    std::uint64_t follows; ///< lost answers whose frames were lost already
+    std::uint64_t follows; ///< lost answers to frames that were lost themselves
     injectionSummary_t injection;
     lossShares_t causes;
     std::int64_t lastTime; ///< ns since the first frame of the run
-    const Histogram* gaps; ///< between frames that are neighbours in counter and arrival
-    bool rated;            ///< the pace is demanded, and there are gaps: `ratePpm` says something
-    double ratePpm;        ///< mean gap against the demanded one
-    double jitter;         ///< ns, RFC 3550; below 0: the sender's spacing is not known
+    const Histogram* gaps; ///< between frames that are consecutive in both counter and arrival
+    bool rated;            ///< the pace is demanded and there are gaps: `ratePpm` is valid
+    double ratePpm;        ///< deviation of the mean gap from the demanded one
+    double jitter;         ///< ns, RFC 3550; below 0: the sender's spacing is unknown
     const Series<streamSlot_t>* series;
 };
 
@@ -121,9 +121,9 @@ struct pairSummary_t {
     std::uint64_t unanswered;
     std::uint64_t early;
     std::uint64_t slow;
-    std::uint64_t echoedDamage; ///< answers damaged just as their frames were
+    std::uint64_t echoedDamage; ///< answers damaged exactly as their frames were
     std::uint64_t unseen;       ///< answered frames that this host missed
-    bool queueHint;             ///< the round trips climbed before answers went missing: a full receive queue
+    bool queueHint;             ///< round trips rose before answers went missing: a full receive queue
     const Histogram* roundTrips;
 };
 
@@ -134,7 +134,7 @@ struct intervalSummary_t {
     std::int64_t begin; ///< ns since the first frame of the run
     std::int64_t end;
     std::uint64_t frames; ///< received
-    totals_t totals;      ///< differences, but for `open`, which is the state at the end
+    totals_t totals;      ///< differences, except `open`, which is the state at the end
     std::uint64_t gapCount;
     std::int64_t gapP99; ///< ns
     std::int64_t gapMax;
@@ -145,17 +145,17 @@ struct summary_t {
     std::uint64_t frames;  ///< read, of any kind
     std::uint64_t pattern; ///< of streams: intact, corrupted, repeated, late and stray
     std::uint64_t foreign;
-    std::uint64_t foreignIdentifiers; ///< different ones; `manyForeignIdentifiers`: at least that many
+    std::uint64_t foreignIdentifiers; ///< distinct ones; a lower bound if `manyForeignIdentifiers`
     bool manyForeignIdentifiers;
-    bool streamsLeft; ///< frames looked like a pattern, but no stream came of them
+    bool streamsLeft; ///< frames looked like a pattern but founded no stream
     std::uint64_t tooShort;
     std::uint64_t remote; ///< of no stream
     std::uint64_t errorFrames;
     std::uint64_t xl;
-    std::uint64_t furtherStreams; ///< pattern frames that found no room for another stream
+    std::uint64_t furtherStreams; ///< pattern frames of streams for which there was no room
     std::uint64_t clockSteps;
     std::uint64_t held;      ///< not yet decided; 0 at the end
-    std::uint64_t dropped;   ///< frames that the sources lost themselves
+    std::uint64_t dropped;   ///< frames lost by the sources themselves
     std::int64_t firstStamp; ///< of the first frame, on its source's clock; receivedFrame_t::noTime: none
     std::int64_t duration;   ///< ns from the first to the last frame
     std::array<std::uint64_t, FK_NUM>

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t shownStreams = 20;
 
-/// A block of rows under one label, which stands in front of the first.
+/// A block of rows under one label, which precedes the first.
 class Rows {
 public:
     explicit Rows(std::string& _text) : text(_text) {}
@@ -50,7 +50,7 @@ std::string numbersText(const totals_t& totals) {
            column(totals.repeated, 10) + column(totals.reordered, 11) + '\n';
 }
 
-/// "answers to s1" where the frames that are answered are seen as well.
+/// "answers to s1" if the answered frames are seen as well.
 std::string kindText(const streamSummary_t& stream, const summary_t& summary) {
     for (const pairSummary_t& pair : summary.pairs) {
         if (pair.answers == stream.number) {

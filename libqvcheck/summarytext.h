@@ -4,6 +4,6 @@
 
 #include <string>
 
-/// The summary of a run: what was read, a table of its streams, and a row for each thing there is to say.
-/// Rows without content are left out. Ends with a line end.
+/// The summary of a run: what was read, a table of its streams, and a row for each thing to report. Empty
+/// rows are omitted. Ends with a line end.
 std::string summaryText(const runResult_t& run, const runSettings_t& settings);

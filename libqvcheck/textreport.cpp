@@ -84,7 +84,7 @@ void TextReport::finding(const finding_t& finding) {
         return;
     }
     const std::string text = findingText(finding, settings.demands);
-    if (finding.kind == FK_ABSENT) { // on no interface, and there may be none
+    if (finding.kind == FK_ABSENT) { // it has no interface, and there may be none
         out << timeColumn(finding.time) << text << '\n';
     } else {
         line(finding.time, finding.interface, finding.stream, text);

@@ -5,23 +5,23 @@
 #include <iosfwd>
 #include <string>
 
-/// Tells of a run in lines for people: findings as they are settled, then the summary and the verdict.
-/// Counters are hexadecimal, as identifiers are in candump.
+/// Reports a run in lines for people: findings as they are settled, then the summary and the verdict.
+/// Counters are hexadecimal, like identifiers in candump.
 class TextReport : public Report, public FrameWatcher {
 public:
     enum detail_t {
         VERDICT, ///< the last line only
         USUAL,
-        FRAMES, ///< the frame of each finding, too
+        FRAMES, ///< also the frame of each finding
     };
 
-    /// All that is referred to outlives it.
+    /// Everything referred to outlives it.
     TextReport(std::ostream& _out, const runSettings_t& _settings, detail_t _detail)
         : out(_out),
           settings(_settings),
           detail(_detail) {}
 
-    /// Tells the time of every frame for `frame`: the watched judge's.
+    /// Lets `frame` report every frame, with the time from the watched judge.
     void watch(Judge& _judge);
 
     void start(std::int64_t stamp) override;
@@ -40,5 +40,5 @@ private:
     std::ostream& out;
     const runSettings_t& settings;
     const detail_t detail;
-    const Judge* judge = nullptr; ///< null: not every frame is told
+    const Judge* judge = nullptr; ///< null: not every frame is reported
 };

@@ -6,8 +6,8 @@
 #include "libqvcheck/streamtable.h"
 
 /// Decides which frames were not answered: each counter of a pair once and in ascending order, when its
-/// answer is overdue, or when the windows that know of it move on. Owns nothing; what it counts is in the
-/// pair. Used by one thread.
+/// answer is overdue or when the windows that contain it move on. Owns nothing; the counts are in the pair.
+/// Used by one thread.
 template<typename Limits>
 class Unanswered {
 public:
@@ -41,15 +41,15 @@ public:
         }
     }
 
-    /// An answer came: decides on counters that leave the answers' window when their frames are no longer
-    /// heard, for else those decide them.
+    /// An answer came: decides on counters that leave the answers' window if their frames are no longer
+    /// heard, as otherwise the frames trigger it.
     void decideLeaving(pair_type& pair, std::uint32_t counter) {
         if (counter - pair.next >= reach && !pair.apart) {
             decideSeen(pair, pair.answers->window.next() - reach);
         }
     }
 
-    /// Decides on the counters below `end` as far as frames were seen.
+    /// Decides on the counters below `end`, as far as frames were seen.
     void decideSeen(pair_type& pair, std::uint32_t end) {
         const std::uint32_t seen = pair.direct->window.next();
         decideTo(pair, ahead(seen, end) < 0 ? seen : end);
@@ -63,7 +63,7 @@ public:
         pair.missing = 0;
     }
 
-    /// A stream that has no answers at all, at the end.
+    /// A stream without any answers, at the end.
     void tellAll(const stream_t& s) {
         if (s.key.role == SR_DIRECT && s.pair == nullptr && s.unique > 0) {
             tell(s, s.first, s.window.next() - 1, s.counts.intact + s.counts.corrupted);
@@ -71,11 +71,11 @@ public:
     }
 
 private:
-    /// How far back counters may stay undecided: a frame may move a window on by as much as is near.
+    /// How far back counters may stay undecided: a frame may advance a window by up to `near`.
     static constexpr std::uint32_t reach = Limits::window - Limits::near;
 
-    /// Are the answers expected to begin anew as their frames did? Not for longer than one may take, unless
-    /// there is a stream that may turn out to be them.
+    /// Whether the answers are expected to restart as their frames did. For no longer than an answer may
+    /// take, unless there is a stream that may turn out to be them.
     bool isAwaited(pair_type& pair, std::int64_t now) const {
         if (!pair.apart || pair.awaited == SR_DIRECT) {
             return pair.apart;
@@ -91,7 +91,7 @@ private:
     }
 
     void decideTo(pair_type& pair, std::uint32_t end) {
-        if (ahead(end - 2 * Limits::window, pair.next) > 0) { // of those before nothing is known
+        if (ahead(end - 2 * Limits::window, pair.next) > 0) { // nothing is known about older ones
             pair.next = end - 2 * Limits::window;
         }
         if (ahead(end, pair.next) > 0) {
@@ -99,7 +99,7 @@ private:
         }
     }
 
-    /// An answer to one of these is missing and not yet given up.
+    /// An answer to one of these is missing but not yet given up.
     static bool mayCome(stream_t& answers, std::uint32_t low, std::uint32_t high) {
         for (std::uint32_t x = low; x != high + 1; ++x) {
             if (!answers.has(x) && answers.window.gapOf(x) != nullptr) {
@@ -109,7 +109,7 @@ private:
         return false;
     }
 
-    /// The answer came, perhaps in a stream that has yet to turn out to be the same sender.
+    /// The answer came, perhaps in a stream not yet known to be the same sender's.
     bool hasAnswer(const stream_t& answers, std::uint32_t counter) const {
         if (answers.has(counter)) {
             return true;

@@ -13,10 +13,10 @@ enum verdict_t : std::uint8_t {
     V_INCOMPLETE = 4,
 };
 
-/// The verdict on a finished run. `whole` is false when an input could not be opened or read to its end. A
-/// failure beats an incomplete check, which beats the absence of a pattern; frames that only this host lost
-/// make it incomplete, and so do more streams than there is room for.
+/// The verdict on a finished run. `whole` is false if an input could not be opened or read to the end. A
+/// failure outranks an incomplete check, which outranks the absence of a pattern; frames lost only by this
+/// host make the check incomplete, and so do more streams than there is room for.
 verdict_t verdictOf(const summary_t& summary, const Allowance& allowance, bool whole);
 
-/// The kind has more findings than are allowed.
+/// The kind has more findings than allowed.
 bool exceeds(const summary_t& summary, const Allowance& allowance, findingKind_t kind);

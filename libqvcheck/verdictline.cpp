@@ -6,11 +6,11 @@
 
 namespace {
 
-/// How the verdict names so many findings of a kind.
+/// How the verdict words a number of findings of a kind.
 struct phrase_t {
     const char* noun;   ///< counted: "frame", "frames"
-    const char* behind; ///< what follows it
-    const char* brief;  ///< in the list of what was allowed
+    const char* behind; ///< what follows the noun
+    const char* brief;  ///< in the list of allowed findings
 };
 
 const phrase_t& phraseOf(findingKind_t kind) {
@@ -61,7 +61,7 @@ std::string failLine(const runResult_t& run, const runSettings_t& settings) {
     return "FAIL: " + text + (run.failures.empty() ? "" : "; and " + printable(run.failures.front()));
 }
 
-/// What was found and allowed, less foreign frames, which always are.
+/// What was found but allowed, except foreign frames, which always are.
 std::string allowedText(const runResult_t& run, const runSettings_t& settings) {
     std::string text;
     for (std::uint8_t i = 0; i < FK_FOREIGN; ++i) {
@@ -88,7 +88,7 @@ std::string passLine(const runResult_t& run, const runSettings_t& settings) {
            (injected > 0 ? "; " + grouped(injected) + " corrupted as told" : "");
 }
 
-/// What keeps the check from being whole, the gravest first.
+/// Why the check is incomplete, the gravest reason first.
 std::string incompleteLine(const runResult_t& run, const runSettings_t& settings) {
     const std::string head = "INCOMPLETE: ";
     if (!run.failures.empty()) {

@@ -4,7 +4,7 @@
 
 #include <string>
 
-/// The verdict in one line, without its end: "PASS: 30,000 frames, none lost, repeated, reordered or
+/// The verdict in one line, without line end: "PASS: 30,000 frames, none lost, repeated, reordered or
 /// corrupted".
 std::string verdictLine(const runResult_t& run, const runSettings_t& settings);
 

@@ -7,27 +7,27 @@
 #include <cstddef>
 #include <cstdint>
 
-/// When a frame came: on its interface's clock, and as which of all frames.
+/// When a frame came: the time on its interface's clock, and its number.
 struct arrivalTime_t {
     std::int64_t time;    ///< ns since the first frame of the run
     std::uint64_t number; ///< counted over all frames from 1
 };
 
-/// Counters that have not arrived though a higher one has.
+/// Counters that have not arrived although a higher one has.
 struct gap_t {
     std::uint32_t low;
     std::uint32_t size;
-    std::uint32_t missing;      ///< of them, still
-    bool overtaken;             ///< some of them arrived behind higher ones
-    arrivalTime_t before;       ///< of the stream's frame before
+    std::uint32_t missing;      ///< those still missing
+    bool overtaken;             ///< some of them arrived after higher ones
+    arrivalTime_t before;       ///< of the stream's previous frame
     arrivalTime_t opened;       ///< of the frame that showed it
-    std::uint64_t openedUnique; ///< first arrivals of the stream up to then
-    bool leftOut = false;       ///< the recording leaves them out: what does not come is not lost
+    std::uint64_t openedUnique; ///< first arrivals of the stream until then
+    bool leftOut = false;       ///< omitted by the recording: what does not come is not lost
 
     bool holds(std::uint32_t counter) const { return counter - low < size; }
 };
 
-/// Which of the counters below the next expected one have arrived, how, and when; and the gaps among them in
+/// Which counters below the next expected one have arrived, how, and when; and the gaps among them in
 /// ascending order.
 template<typename Limits>
 class Window {
@@ -65,7 +65,7 @@ public:
         times[place] = time;
     }
 
-    /// Moves on to `counter` + 1. What lies between is missing, and not yet in a gap.
+    /// Moves on to `counter` + 1. What lies between is missing, and in no gap yet.
     void moveOn(std::uint32_t counter) {
         const std::uint32_t skipped = std::min(counter - end, size);
         for (std::uint32_t i = 0; i < skipped; ++i) {
@@ -75,13 +75,13 @@ public:
         end = counter + 1;
     }
 
-    /// Moves on to `next` where all before it is unknown: nothing of the window has arrived.
+    /// Moves on to `next` and forgets everything before it: nothing of the window has arrived.
     void restartAt(std::uint32_t next) {
         bits.fill(0);
         end = next;
     }
 
-    /// What arrived in `earlier` from `first` on arrived in this one, as far as it reaches: all of it is
+    /// Marks as arrived what arrived in `earlier` from `first` on and is within this window: all of it is
     /// below the counters of this one.
     void adopt(const Window& earlier, std::uint32_t first) {
         for (std::uint32_t x = end - size; ahead(x, earlier.end) < 0; ++x) {
@@ -92,7 +92,7 @@ public:
     }
 
     bool hasGaps() const { return gapCount > 0; }
-    /// Does a gap leave the window when this counter is the highest?
+    /// Whether a gap leaves the window when this counter is the highest.
     bool pushesGapOut(std::uint32_t counter) const {
         return hasGaps() && ahead(oldest().low, counter + 1 - size) < 0;
     }
@@ -106,14 +106,14 @@ public:
     /// All gaps are separated by an arrival and lie in the window, so there is always room for one more.
     void addGap(const gap_t& gap) { gaps[(gapStart + gapCount++) % mostGaps] = gap; }
 
-    /// A gap below all others; the caller sees to it that it is in the window.
+    /// A gap below all others; the caller ensures that it is in the window.
     void addGapBelow(const gap_t& gap) {
         gapStart = (gapStart + mostGaps - 1) % mostGaps;
         ++gapCount;
         gaps[gapStart] = gap;
     }
 
-    /// The open gap that holds this counter; null when there is none.
+    /// The open gap that contains this counter; null if there is none.
     gap_t* gapOf(std::uint32_t counter) {
         std::uint32_t low = 0;
         std::uint32_t high = gapCount;
