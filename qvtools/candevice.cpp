@@ -36,7 +36,7 @@ CanDevice::CanDevice(const settings_t& settings)
       sendFileName(settings.sendFileName) {
     if (!network) {
         MessageBase::registerMessages();
-        // Kinds that only other tools know are delivered too, to be discarded like the older CAN kind.
+        // Kinds that only other tools use are delivered, too, and discarded like the older CAN kind.
         MessageBase::invalidHandling = IMH_RETURN_INVALID_MESSAGE;
         buffer.setFD(fd);
         if (verbose > 2) {

@@ -30,10 +30,10 @@ public:
 
     typedef std::vector<std::shared_ptr<CanDevice>> devices_t;
 
-    /// The options as a table of 16 rows; made anew at each call, the help texts with the defaults below.
+    /// The table of the 16 options; built at each call, as the help texts contain the defaults below.
     static Options canAppOptions();
 
-    // `unsigned long` has 32 bits on the target, and so have these values everywhere.
+    // `unsigned long` has 32 bits on the target, so these values have 32 bits everywhere.
     static constexpr unsigned long LOOP_UNDEFINED =
         toTargetLong(0xFFFFFFFFU); ///< all bits set: no loop count was given
     static constexpr unsigned long LOOP_FILE_DEFAULT = 1;
@@ -44,37 +44,37 @@ public:
 
     static const char* prog; ///< the program's name, set by `parse`
 
-    /// Held around each write to the descriptor, so that the frames of all devices reach it one whole frame
-    /// at a time. Never held together with another lock.
+    /// Held during each write to the descriptor, so that frames of different devices do not interleave. Never
+    /// held together with another lock.
     static Mutex mutex;
 
     /// Turns the command line into devices on one newly opened descriptor, one device per identifier.
     ///
-    /// `_defdevice`: interface (`_network`) or file name used without -d. An empty list means that nothing is
-    /// to be run: help was shown, or the error reported. Throws std::invalid_argument for an unknown SI
-    /// prefix. Keeps no state but `prog`.
+    /// `_defdevice`: interface (`_network`) or file name used without -d. An empty list means that there is
+    /// nothing to run: help was shown, or an error reported. Throws std::invalid_argument for an unknown SI
+    /// prefix. Changes no state but `prog`.
     static devices_t parse(int _argc, char** _argv, const char* _defdevice, bool _network);
 
-    /// Starts every device's thread, in order. Reports nothing.
+    /// Starts all devices' threads in order. Reports nothing.
     static void start(const devices_t& _devices);
 
-    /// Waits for every device's thread; never returns when a mode does not end.
+    /// Waits for all devices' threads; never returns if a mode does not end.
     static void join(const devices_t& _devices);
 
-    /// Takes over `_fd` (negative: none), which all devices of a run share. A `_jitter` above `_timegap` is
-    /// cut to it.
+    /// Owns `_fd` (negative: none), which all devices of a run share. A `_jitter` above `_timegap` is cut to
+    /// it.
     ///
-    /// The two file names are accepted and not stored. That is intended: receive-to-file and the file sender
-    /// stay dormant.
+    /// The two file names are accepted but not stored: receive-to-file and the file sender remain dormant.
+    /// Intended.
     CanDevice(int _fd, bool _network, unsigned short _verbose, answer_t _answer, bool _pattern,
               std::uint32_t _errnum, unsigned long _loop, bool _canFd, bool _brs, canid_t _canId,
               std::uint8_t _channel, std::uint64_t _timegap, std::uint64_t _jitter,
               const std::string& _readFileName, const std::string& _sendFileName);
 
-    /// Closes the descriptor, if there is one. Devices of a run share it and each closes the same number: the
-    /// first close succeeds, the later ones fail unnoticed; that is intended. So nothing may be opened
-    /// between the destruction of the first and the last of them: it could get the number and be closed by
-    /// the next.
+    /// Closes the descriptor, if any. Devices of a run share it and each closes the same number: the first
+    /// close succeeds, the later ones fail unnoticed; that is intended. So nothing may be opened between the
+    /// destruction of the first and the last of them: it could get that number, and the next destructor would
+    /// close it.
     ~CanDevice() override;
 
     CanDevice(const CanDevice&) = delete;
@@ -105,7 +105,7 @@ private:
         std::string sendFileName;
     };
 
-    /// As the public constructor, but with the file names stored.
+    /// Like the public constructor, but stores the file names.
     explicit CanDevice(const settings_t& settings);
 
     /// A device by the public constructor. The caller owns it.
@@ -119,41 +119,41 @@ private:
     /// `timegap`, or with a jitter a random draw around it.
     std::uint64_t nextGap() const;
 
-    /// Reads one frame. Sets `pcm` to a new message that the caller owns, or to null: after -1, and in the
-    /// device-file build when nothing usable was there. Takes no lock around the read, which blocks until
-    /// something comes.
+    /// Reads one frame. Sets `pcm` to a new message owned by the caller, or to null: after -1, and on a
+    /// device file if nothing usable was read. Holds no lock during the read, which blocks until something
+    /// arrives.
     int readCAN(CANExtTraceMessage*& pcm);
 
-    /// The same for a caller whose wait said that the descriptor is readable: when another device of the run
-    /// has taken the frame since, it does not block but returns 0 with `pcm` null, and prints nothing.
+    /// The same after a wait reported the descriptor readable: if another device of the run has taken the
+    /// frame in the meantime, returns 0 with `pcm` null instead of blocking, and prints nothing.
     int readIfReadable(CANExtTraceMessage*& pcm);
 
     /// Writes one frame in one system call, under `mutex`.
     int sendCAN(const CANExtTraceMessage& cm) QV_EXCLUDES(mutex, LogUtil::logMutex);
 
-    /// Plays the file onto the bus. 0 when the passes are done, -1 when it cannot be opened.
+    /// Plays the file onto the bus. Returns 0 after the last pass, -1 if it cannot be opened.
     int sendFile();
 
-    /// Answers every frame until the raw socket's read fails; then -1.
+    /// Answers every frame until a read from the raw socket fails; then returns -1.
     int sendAnswers();
 
-    /// Sends the counter pattern `loop` times (0: without end), then 0; -1 when waiting fails.
+    /// Sends the counter pattern `loop` times (0: endlessly), then returns 0; -1 if waiting fails.
     int sendPattern();
 
-    /// Reads a frame that the pattern sender has no use for. Nothing where the last read failed a moment ago.
+    /// Reads and drops a frame while the pattern sender runs. Does nothing shortly after a failed read.
     void discardFrame();
 
     /// Turns a received message into its answer: the identifier complemented within its width, and the
     /// payload bytes below the length code inverted.
     static void modify(CANExtTraceMessage& cm, answer_t a);
 
-    /// Runs the mode that the settings ask for.
+    /// Runs the mode that the settings select.
     void threadCode() override;
 
-    /// Stores the payload of each frame that arrives; returns only when the file cannot be opened.
+    /// Stores the payload of each received frame; returns only if the file cannot be opened.
     void receiveFile();
 
-    /// Reads and drops what arrives.
+    /// Reads and drops everything.
     [[noreturn]] void justRead();
 
     const bool network;

@@ -30,7 +30,7 @@ int CanDevice::sendAnswers() {
             continue;
         }
         if (verbose >= 2) {
-            printLine(std::cout, "rcvd ", *pc); // bare and without the log lock: intended
+            printLine(std::cout, "rcvd ", *pc); // without prefix or log lock: intended
         }
         if (pc->getType() == CF_TXMESSAGE) {
             if (verbose >= 2) {

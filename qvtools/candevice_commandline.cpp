@@ -12,8 +12,8 @@
 #include <clocale>
 #include <iostream>
 
-// The help texts are the tools' user interface and stay as they are: the lone parenthesis at --brs, the
-// line break at the end of --error and the jitter's "default=0." are intended.
+// The help texts are the tools' user interface and must not change: the lone parenthesis at --brs, the line
+// break at the end of --error and the jitter's "default=0." are intended.
 Options CanDevice::canAppOptions() {
     const auto decimal = [](auto value) { return makeString(value, std::ios::fixed); };
     const auto hexadecimal = [](auto value) {
@@ -93,7 +93,7 @@ CanDevice::devices_t CanDevice::parse(int _argc, char** _argv, const char* _defd
     for (const canid_t canId : line.canids) {
         settings.canId = canId;
         CanDevice* const device = make(settings);
-        descriptor.release(); // the first device already closes it, whatever comes
+        descriptor.release(); // from here on the first device closes it in any case
         devices.emplace_back(device);
     }
     return devices;

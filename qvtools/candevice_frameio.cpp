@@ -1,7 +1,7 @@
 // CanDevice: single frames between the descriptor and messages.
 //
-// Two traps of SocketCAN explain the texts printed here. A full transmit queue gives ENOBUFS although
-// the socket polled writable, and the frame is gone: `ip link set IF txqueuelen 1000`. And this side takes FD
+// Two pitfalls of SocketCAN explain the texts printed here. A full transmit queue yields ENOBUFS although the
+// socket polled writable, and the frame is lost: `ip link set IF txqueuelen 1000`. And this side accepts FD
 // frames only: a classic frame arrives as 16 bytes and is reported as incomplete.
 
 #include "libqvio/fileutils.h"
@@ -21,16 +21,16 @@
 
 namespace {
 
-// Bare, as all lines about reading and writing here: no prefix, no log lock.
+// Like all lines about reading and writing here: no prefix, no log lock.
 int incomplete(const char* text) {
     printLine(std::cerr, text);
     return -1;
 }
 
-/// Serialises the look and the read of devices that must not block on a device file: one record makes the
-/// shared descriptor readable for all of them, and the second reader would otherwise block and stop sending.
-/// Never held together with another lock, nor while something is sent or printed. A socket needs no turn:
-/// recv() can be asked not to block.
+/// Serialises check and read of devices that must not block on a device file: one record makes the shared
+/// descriptor readable for all of them, and the second reader would otherwise block and stop sending. Never
+/// held together with another lock, nor while sending or printing. A socket does not need it: recv() can be
+/// non-blocking.
 Mutex readTurn;
 
 bool isReadable(int fd) {
@@ -39,8 +39,8 @@ bool isReadable(int fd) {
     return qvselect(&rfds, nullptr, nullptr, &atOnce, nullptr) > 0;
 }
 
-/// Reads one frame for a device: in one system call from a socket, out of `buffer` from a device file. With
-/// `blocking` false it takes only what is there: 0 with `pcm` null where another device was faster.
+/// Reads one frame for a device: from a socket in one system call, from a device file through `buffer`. If
+/// `blocking` is false it takes only what is available: 0 with `pcm` null if another device was faster.
 struct FrameReader {
     const bool network;
     const int fd;
@@ -65,7 +65,7 @@ int FrameReader::readFrame(CANExtTraceMessage*& pcm) {
     if (blocking) {
         retry.wait();
     }
-    canfd_frame frame; // only a whole frame is looked at
+    canfd_frame frame; // only complete frames are used
     const auto nbytes = static_cast<std::size_t>(blocking ? read(fd, &frame, CANFD_MTU)
                                                           : recv(fd, &frame, CANFD_MTU, MSG_DONTWAIT));
     if (nbytes == static_cast<std::size_t>(-1)) {
@@ -160,7 +160,7 @@ int writeWhole(int fd, const void* bytes, std::size_t n, bool verbosely) {
     if (nbytes < 0) {
         return printErrno(errno, "write error");
     }
-    if (static_cast<std::size_t>(nbytes) < n) { // not tried again, half a frame is none: intended
+    if (static_cast<std::size_t>(nbytes) < n) { // not retried, as half a frame is none: intended
         return incomplete("write: incomplete CAN frame");
     }
     return 0;
@@ -182,7 +182,7 @@ int CanDevice::sendCAN(const CANExtTraceMessage& cm) {
     }
     if (network) {
         canfd_frame frame = cm.getCanFdFrame();
-        frame.flags = brs ? CANFD_BRS : 0; // whatever the message has, and whether or not FD is on: intended
+        frame.flags = brs ? CANFD_BRS : 0; // whatever the message has, and even without FD: intended
         return writeWhole(fd, &frame, canFd ? CANFD_MTU : CAN_MTU, verbose >= 2);
     }
     byteVec_t record;

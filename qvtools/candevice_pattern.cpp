@@ -1,7 +1,7 @@
 // CanDevice: pattern sender.
 //
-// The frames are due at absolute times, so a late one does not move the others. The write set is only armed
-// when a frame is due: a full transmit queue holds the sender up in the wait, not in the write. What arrives
+// The frames are due at absolute times, so a late one does not delay the others. The write set is armed only
+// when a frame is due: on a full transmit queue the sender blocks in the wait, not in the write. What arrives
 // meanwhile is read and discarded.
 
 #include "libqvio/fileutils.h"
@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::uint64_t noTimeout = std::numeric_limits<std::uint64_t>::max();
 
-/// A set as the debug lines show it.
+/// A set in the format of the debug lines.
 struct shown_t {
     const FdSet& set;
     friend std::ostream& operator<<(std::ostream& out, const shown_t& shown) {
@@ -46,8 +46,8 @@ int waitVerbosely(FdSet& rfds, FdSet& wfds, std::uint64_t to) {
     return ret;
 }
 
-/// An input that has ended or fails stays readable, and the main wait returns at once: waits without it until
-/// it is to be read again. No frame is late by that: the wait ends when the next one is due, or when one that
+/// An input that has ended or fails stays readable, so the main wait would return at once: waits without it
+/// until its next read is due. This delays no frame: the wait ends when the next one is due, or when one that
 /// is due can be written.
 void waitForRetry(const Retry& retry, int fd, std::uint64_t next) {
     const std::uint64_t rest = retry.remaining();
@@ -63,12 +63,12 @@ void waitForRetry(const Retry& retry, int fd, std::uint64_t next) {
     wait(rfds, wfds, now < next ? std::min(rest, next - now) : rest);
 }
 
-/// Inverts a byte of every `errnum`-th message, the next byte each time.
+/// Inverts one byte of every `errnum`-th message, each time the next byte.
 class ErrorInjector {
 public:
     ErrorInjector(std::uint32_t _errnum, unsigned short _verbose) : errnum(_errnum), verbose(_verbose) {}
 
-    /// A copy of `message` as it is to be sent.
+    /// A copy of `message` as it will be sent.
     CANExtTraceMessage pass(const CANExtTraceMessage& message) {
         CANExtTraceMessage errmsg(message);
         if (++errcnt >= errnum) {
@@ -114,7 +114,7 @@ int CanDevice::sendPattern() {
         FdSet rfds(fd);
         FdSet wfds;
         std::uint64_t to = noTimeout;
-        if (now < next) { // what was due is due: the clock never steps back
+        if (now < next) { // what was due stays due: the clock never steps back
             now = getMicroSecondsOfDay();
         }
         if (now < next) {

@@ -28,7 +28,7 @@ void CanDevice::receiveFile() {
             continue;
         }
         const canfd_frame frame = pc->getCanFdFrame();
-        // No flush per frame: bytes reach the file as the stream's buffer fills. Intended.
+        // No flush per frame: bytes reach the file when the stream's buffer is full. Intended.
         f.write(reinterpret_cast<const char*>(frame.data), frame.len);
     }
 }

@@ -26,8 +26,8 @@ int CanDevice::sendFile() {
     frame.can_id = canId;
     std::uint64_t count = 0;
     for (unsigned long n = 0; loop == 0 || n < loop; n = toTargetLong(n + 1)) {
-        // The state is looked at before each read: the read that meets the end of the file still makes a
-        // frame, an empty one when the size is a multiple of 64. Intended.
+        // The state is checked before each read: the read that reaches the end of the file still produces a
+        // frame, an empty one if the size is a multiple of 64. Intended.
         while (f.good()) {
             f.read(reinterpret_cast<char*>(frame.data), sizeof frame.data);
             frame.len = static_cast<std::uint8_t>(f.gcount());

@@ -6,11 +6,11 @@
 
 #include <cstdint>
 
-/// The options of one run as they were given, and what follows from them. Reading prints nothing.
+/// The options of one run as given, and what follows from them. Reading prints nothing.
 struct CommandLine {
     enum outcome_t {
         RUN,     ///< all options were read
-        HELP,    ///< -h was met; options behind it were not looked at
+        HELP,    ///< -h was found; the options after it were not read
         UNKNOWN, ///< an option is unknown or lacks its argument; `badArgument` is the last argument consumed
     };
 
@@ -28,10 +28,10 @@ struct CommandLine {
     int openFlags = 0;
     CanDevice::canids_t canids;
     unit_t<std::uint64_t> timegapUnit{CanDevice::TIME_GAP, 0, false};
-    // Starts at the gap's default, not at the 0 that its help text tells. Intended.
+    // Starts at the gap's default, not at 0 as its help text says. Intended.
     unit_t<std::uint64_t> jitterUnit{CanDevice::TIME_GAP, 0, false};
     const char* badArgument = nullptr;
-    CanDevice::settings_t settings; ///< of each device, but for the descriptor and the identifier
+    CanDevice::settings_t settings; ///< of each device, except the descriptor and the identifier
 
 private:
     void apply(int letter, const char* argument);

@@ -14,7 +14,7 @@
 
 namespace {
 
-/// False after a line for each thread that could not be created.
+/// False, with a line for each thread that could not be created.
 bool allStarted(const CanDevice::devices_t& devices) {
     bool all = true;
     for (const auto& device : devices) {
@@ -26,16 +26,16 @@ bool allStarted(const CanDevice::devices_t& devices) {
     return all;
 }
 
-/// Whether no thread ended by an exception, which has written its line.
+/// Whether no thread ended by an exception, which prints its own line.
 bool noneFailed(const CanDevice::devices_t& devices) {
     return std::none_of(devices.begin(), devices.end(),
                         [](const auto& device) { return device->endedByException(); });
 }
 
 int run(int argc, char** argv, const char* defdevice, bool network) {
-    // `parse` answers help and errors alike with an empty list. Reading the line once more here tells them
-    // apart, and finds what is no option before anything is opened: `qvcan can1` would otherwise run on the
-    // default device.
+    // `parse` returns an empty list for both help and errors. Reading the command line here as well
+    // distinguishes them, and rejects non-options before anything is opened: `qvcan can1` would otherwise use
+    // the default device.
     Options options = CanDevice::canAppOptions();
     const CommandLine::outcome_t outcome = CommandLine(defdevice).read(options, argc, argv);
     if (outcome == CommandLine::RUN && optind < argc) {
@@ -46,7 +46,7 @@ int run(int argc, char** argv, const char* defdevice, bool network) {
     if (devices.empty()) {
         return outcome == CommandLine::HELP ? EXIT_SUCCESS : EXIT_FAILURE;
     }
-    getMicroSecondsOfDay(); // the first call reads the time zone's file: not while a frame waits
+    getMicroSecondsOfDay(); // the first call reads the time zone file: not while a frame waits
     CanDevice::start(devices);
     const bool started = allStarted(devices);
     CanDevice::join(devices);
@@ -57,8 +57,8 @@ int run(int argc, char** argv, const char* defdevice, bool network) {
 
 int runTool(int argc, char** argv, const char* defdevice, bool network) {
     fillStandardDescriptors();
-    // The command line alone decides: with the one the library's parser would stop at the first operand, with
-    // the other the system's texts would be in that language.
+    // Only the command line counts: the first variable would stop the parser at the first operand, the second
+    // would translate the system's texts.
     unsetenv("POSIXLY_CORRECT");
     unsetenv("LANGUAGE");
     int status = EXIT_FAILURE;

@@ -1,5 +1,5 @@
-// Local loopback is switched off, so no other program on the interface sees the tool's frames. On a vcan
-// interface they reach no one: two nodes on one machine need two interfaces or a vxcan pair.
+// Local loopback is off, so no other program on the interface sees the tool's frames. On a vcan interface
+// they reach nobody: two nodes on one machine need two interfaces or a vxcan pair.
 
 #include "qvtools/opendevice.h"
 
@@ -20,8 +20,8 @@
 
 namespace {
 
-// What every kernel accepts; newer headers have a longer sockaddr_can, whose further fields other CAN
-// protocols use.
+// Accepted by every kernel; newer headers have a longer sockaddr_can, whose additional fields belong to other
+// CAN protocols.
 constexpr socklen_t addressSize = 16;
 static_assert(sizeof(sockaddr_can) >= addressSize,
               "linux/can.h: family, interface index and transport identifiers");
@@ -71,7 +71,7 @@ int openInterface(const char* devname, bool canFd) {
     if (!canSocket.isOpen()) {
         return printErrno(errno, "error creating socket");
     }
-    const int result = setUp(canSocket.get(), devname, canFd); // throws when there is no memory for a line
+    const int result = setUp(canSocket.get(), devname, canFd); // throws if there is no memory for a line
     canSocket.release();
     return result;
 }
