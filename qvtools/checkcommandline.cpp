@@ -30,7 +30,7 @@ enum longOption_t {
     throw std::invalid_argument(option + needs + text + "'");
 }
 
-/// Both exist and are one; "-" is standard input.
+/// Both exist and are the same file; "-" is standard input.
 bool isSameFile(const std::string& file, const std::string& input) {
     struct stat a {};
     struct stat b {};
@@ -43,7 +43,7 @@ bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-/// As the sender reads it, base 0, but the whole text must be a number of 32 bits.
+/// As the sender reads it, base 0, but the entire text must be a 32-bit number.
 std::uint32_t readNumber(const char* option, const char* text) {
     char* end = nullptr;
     errno = 0;
@@ -54,7 +54,7 @@ std::uint32_t readNumber(const char* option, const char* text) {
     return static_cast<std::uint32_t>(value);
 }
 
-/// A number and, perhaps behind blanks, an SI prefix, as the sender reads it, but nothing else.
+/// A number with an optional SI prefix, possibly after blanks, as the sender reads it, but nothing else.
 unit_t<std::uint64_t> readUnit(const char* option, const char* text) {
     errno = 0;
     char* rest = nullptr;
@@ -67,7 +67,7 @@ unit_t<std::uint64_t> readUnit(const char* option, const char* text) {
     return unit_t<std::uint64_t>(0, 0, false).scan(text, 0);
 }
 
-/// A time in ns, above 0; a bare number counts seconds.
+/// A time in ns, above 0; a bare number is in seconds.
 std::int64_t readNanoseconds(const char* option, const char* text) {
     const unit_t<std::uint64_t> unit = readUnit(option, text);
     constexpr std::uint64_t most = std::numeric_limits<std::int64_t>::max();
@@ -84,7 +84,7 @@ std::int64_t readNanoseconds(const char* option, const char* text) {
     return static_cast<std::int64_t>(ns);
 }
 
-/// The gap or jitter of a sender, which its own scale must not make longer than a time of ns can be.
+/// The gap or jitter of a sender; scaled by the sender's rules it must fit a time in ns.
 unit_t<std::uint64_t> readGap(const char* option, const char* text) {
     const unit_t<std::uint64_t> unit = readUnit(option, text);
     if (toMicroseconds(unit) > std::numeric_limits<std::int64_t>::max() / 1000) {
@@ -227,7 +227,7 @@ void CheckCommandLine::takeDump(const char* file) {
     }
 }
 
-/// The dump is made before the inputs are read.
+/// The dump is created before the inputs are read.
 void CheckCommandLine::refuseOverwriting() const {
     const auto refuseInput = [this](const std::string& input) {
         if (isSameFile(dumpFile, input)) {
@@ -244,7 +244,7 @@ void CheckCommandLine::refuseOverwriting() const {
 void CheckCommandLine::derive() {
     refuseOverwriting();
     if (demands.loop == CanDevice::LOOP_UNDEFINED) {
-        demands.loop = 0; // counts as not given there, too
+        demands.loop = 0; // counts as not given here, too
     }
     constexpr std::int64_t idleWithNumber = 10000000000;
     idle = idle == 0 && demands.loop > 0 ? idleWithNumber : idle;

@@ -12,37 +12,37 @@
 #include <vector>
 
 /// The options and operands of one check. Reading prints nothing.
-///
-/// Stricter than the sender's: a judge that misreads its orders is worth nothing. What is no number, or no
+/// Stricter than the sender's, as a misread demand makes the verdict worthless: anything that is not a number
+/// or a time is rejected.
 /// time, is refused.
 struct CheckCommandLine {
     enum outcome_t {
         RUN,
-        HELP, ///< -h was met; options behind it were not looked at
+        HELP, ///< -h was found; the options after it were not read
     };
 
     /// The table of the options.
     static Options options();
 
-    /// Reads the argument vector with `table`. Throws std::invalid_argument, with the text for the user, for
-    /// a wrong one.
+    /// Reads the argument vector with `table`. Throws std::invalid_argument, with a text for the user, if it
+    /// is wrong.
     outcome_t read(Options& table, int argc, char** argv);
 
     demands_t demands;
     Allowance allowance;
-    std::vector<std::string> devices; ///< interfaces and device files; without files at least one
+    std::vector<std::string> devices; ///< interfaces and device files; at least one if there are no files
     std::vector<std::string> files;   ///< recordings, "-" for standard input
     std::int64_t duration = 0;        ///< ns after which the check ends; 0: it does not
-    std::int64_t idle = 0;            ///< ns without a frame of a pattern that end it; 0: none do
-    std::int64_t interval = 0;        ///< ns between lines on the interval; 0: none
-    std::vector<std::string> words;   ///< the whole command line
+    std::int64_t idle = 0;            ///< ns without a pattern frame after which it ends; 0: it does not
+    std::int64_t interval = 0;        ///< ns between interval lines; 0: none
+    std::vector<std::string> words;   ///< the entire command line
     unsigned int verbose = 0;
     unsigned int quiet = 0;
-    bool json = false;    ///< on standard output, in place of text
-    std::string jsonFile; ///< beside the text; empty: none
+    bool json = false;    ///< on standard output, instead of text
+    std::string jsonFile; ///< in addition to the text; empty: none
     std::string dumpFile; ///< the frames around the findings; empty: none
 
-    /// The first finding of this kind ends the check. Of one that is allowed only when it was named for it.
+    /// Whether the first finding of this kind ends the check. An allowed kind does so only if it was named.
     bool stopsAt(findingKind_t kind) const {
         return stopKinds[kind] || (stopAtAny && !allowance.allows(kind));
     }

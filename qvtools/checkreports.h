@@ -8,16 +8,16 @@
 #include <memory>
 #include <vector>
 
-/// The reports that a command line asks for, with the files they are written to.
+/// The reports that a command line requests, with the files they are written to.
 class CheckReports : public Reports {
 public:
-    /// All three outlive it. Throws QVException when a file cannot be made.
+    /// All three outlive it. Throws QVException if a file cannot be created.
     CheckReports(const CheckCommandLine& _line, const runSettings_t& _settings, Judge& judge);
 
-    /// The one that wants the frames as well; null: none does.
+    /// The report that also needs the frames; null: none.
     DumpReport* dump() const { return frameDump; }
 
-    /// False, with a message, when a file could not be written.
+    /// False, after printing a message, if a file could not be written.
     bool areFilesWritten() const;
 
 private:

@@ -13,14 +13,14 @@ namespace {
 
 constexpr std::int64_t lookEvery = nsPerSecond;
 
-/// ns for a full receive queue. The emulated ARM machine takes 2 s for one, of 24,000 frames.
+/// ns for a full receive queue. The emulated ARM machine takes 2 s for one of 24,000 frames.
 constexpr std::int64_t drainAtMost = 10 * nsPerSecond;
 
 bool hasAny(const std::vector<std::string>& devices) {
     return std::find(devices.begin(), devices.end(), anyInterface) != devices.end();
 }
 
-/// With the gap demanded, what this host adds to it itself must be known.
+/// If a gap is demanded, this host's own contribution to it must be known.
 demands_t demandsOf(const CheckCommandLine& line, bool live) {
     demands_t demands = line.demands;
     if (live && demands.paced) {
@@ -67,7 +67,7 @@ int CheckRun::run() {
     return tell();
 }
 
-/// The start of a check on the bus; that of a recording is its first frame.
+/// The start of a check on the bus; that of a recording comes with its first frame.
 void CheckRun::start() {
     inputs.receiveBuffers([this](std::uint8_t interface, std::uint32_t bytes) {
         monitor.watch().receiveBuffer(interface, bytes);
@@ -108,7 +108,7 @@ void CheckRun::turnOnBus() {
         if (tag == SIGNALS) {
             takeSignals();
         } else if (tag == LINKS) {
-            takeLinks(now - before > 1000000 ? now : turnBefore); // a change that was waited for is new
+            takeLinks(now - before > 1000000 ? now : turnBefore); // the change ended the wait, so it is new
         } else {
             n += readInput(tag - INPUTS);
         }
@@ -118,9 +118,9 @@ void CheckRun::turnOnBus() {
     }
 }
 
-/// A pipe may keep a recording waiting.
+/// A recording may come through a pipe that has no data yet.
 void CheckRun::turnOfRecording() {
-    const int fd = recordings.descriptor(); // none between two files
+    const int fd = recordings.descriptor(); // none between files
     pollfd pending[] = {{signals.descriptor(), POLLIN, 0}, {fd, POLLIN, 0}};
     const std::int64_t left = due() == RunEnd::NEVER ? RunEnd::NEVER : due() - monotonicNanoseconds();
     constexpr std::int64_t longest = 3600000; // ms; poll takes an int
@@ -151,10 +151,10 @@ void CheckRun::takeLinks(std::int64_t since) {
     monitor.read(present - (now - since), present);
 }
 
-/// While a read fills `frames`, more is there. Others have their turn as well.
+/// As long as a read fills `frames` there is more to read, but other inputs get their turn as well.
 std::size_t CheckRun::readInput(std::size_t index) {
     constexpr std::size_t smallestRecord = 28;                           // docs/trace-record.md
-    constexpr std::size_t most = InputBlocks::capacity / smallestRecord; // what one read of a device brings
+    constexpr std::size_t most = InputBlocks::capacity / smallestRecord; // frames in one read of a device
     const int fd = inputs.descriptor(index);
     std::size_t sum = 0;
     std::size_t n = 0;
@@ -212,7 +212,7 @@ void CheckRun::tick() {
     if (now >= lookDue) {
         lookDue = now + lookEvery;
         lookAtHost();
-        unflushed = true; // what a report holds back is due, perhaps
+        unflushed = true; // a report may hold something back that is due
     }
     if (now >= intervalDue) {
         intervalDue += (1 + (now - intervalDue) / line.interval) * line.interval;
@@ -255,14 +255,14 @@ void CheckRun::event(const hostEvent_t& event) {
 }
 
 void CheckRun::flush() {
-    const bool always = !live || line.verbose > 1; // each frame has a line
+    const bool always = !live || line.verbose > 1; // each frame has its line
     if ((unflushed || always) && !reports.flush()) {
         end.outputGone();
     }
     unflushed = false;
 }
 
-/// Judges what the kernel had received before the end, as far as `drainAtMost` allows.
+/// Judges what the kernel received before the end, within `drainAtMost`.
 void CheckRun::drain() {
     if (!live) {
         return;

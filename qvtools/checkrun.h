@@ -21,19 +21,19 @@
 /// One check from the first frame to the verdict.
 class CheckRun : private FindingSink {
 public:
-    /// `line` outlives it. Throws QVException when a file of its reports cannot be made.
+    /// `line` outlives it. Throws QVException if a report's file cannot be created.
     explicit CheckRun(const CheckCommandLine& line);
 
-    /// Reads, judges and tells. Returns the exit status.
+    /// Reads, judges and reports. Returns the exit status.
     int run();
 
-    /// The exit status of a check that gave `status` and whose report could not be written.
+    /// The exit status of a check that had `status` and whose report could not be written.
     static int worse(int status);
 
 private:
     typedef std::array<receivedFrame_t, SocketSource::BATCH> batch_t;
 
-    /// What is waited for: the first input has the tag INPUTS.
+    /// Events to wait for: the first input has the tag INPUTS.
     enum tag_t : std::uint32_t { SIGNALS, LINKS, INPUTS };
 
     void finding(const finding_t& finding) override;
@@ -73,7 +73,7 @@ private:
     HostMonitor monitor;
     Recordings recordings;
     LiveInputs inputs;
-    std::int64_t now; ///< ns of the monotonic clock, when the last wait was over
+    std::int64_t now; ///< ns of the monotonic clock, at the end of the last wait
     RunEnd end;
     RunClock clock;
     StatusLine statusLine;
@@ -83,7 +83,7 @@ private:
     WaitSet waits;
     batch_t frames;
     bool started = false;
-    bool unflushed = false; ///< something was told since the last flush
+    bool unflushed = false; ///< something was reported since the last flush
 
     std::int64_t lookDue;
     std::int64_t intervalDue;

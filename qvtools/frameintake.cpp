@@ -19,7 +19,7 @@ void FrameIntake::take(const receivedFrame_t* frames, std::size_t n) {
     }
 }
 
-/// Frames that only the judge wants are handed to it together.
+/// Frames that concern only the judge are passed to it in batches.
 bool FrameIntake::isOfInterest(const receivedFrame_t& frame) const {
     return dump != nullptr || (frame.canId & CAN_ERR_FLAG) != 0 || frame.dropped > 0;
 }

@@ -10,10 +10,10 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Hands each frame that was read, and the number of those that a source dropped, to all who want them.
+/// Passes each frame read, and the number of those that a source dropped, to everyone concerned.
 class FrameIntake {
 public:
-    /// Everything outlives it. `_host` is null for recordings, `_dump` where no frames are written.
+    /// Everything outlives it. `_host` is null for recordings, `_dump` if no frames are written.
     FrameIntake(const InterfaceTable& _interfaces, Judge& _judge, Causes& _causes, HostWatch* _host,
                 DumpReport* _dump)
         : interfaces(_interfaces),
@@ -25,10 +25,10 @@ public:
     /// The next `n` frames.
     void take(const receivedFrame_t* frames, std::size_t n);
 
-    /// What the queues refused behind the last frame, which came at `time` in ns since the first one.
+    /// What the queues refused after the last frame, which came at `time` in ns since the first one.
     void takeDrops(LiveInputs& inputs, std::int64_t time);
 
-    /// What the logger says it lost behind the last frame of the recordings.
+    /// What the logger reports as lost after the last frame of the recordings.
     void takeDrops(const Recordings& recordings);
 
 private:

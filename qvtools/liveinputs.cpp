@@ -42,7 +42,7 @@ std::size_t LiveInputs::read(std::size_t index, receivedFrame_t* frames, std::si
         const int errnum = input.socket->takeError();
         input.gone = input.gone || errnum == ENODEV;
         if (errnum != 0 && errnum != ENODEV && errnum != ENETDOWN) {
-            input.failure = errnum; // it would be ready and fail for good
+            input.failure = errnum; // it would otherwise stay ready and fail forever
             input.socket.reset();
         }
         return got;

@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr int wrongCommandLine = 2; // beside the values of verdict_t
+constexpr int wrongCommandLine = 2; // in addition to the values of verdict_t
 
 void usage(const char* prog, const Options& options) {
     print(std::cout, "usage: ", prog,
@@ -35,8 +35,7 @@ void usage(const char* prog, const Options& options) {
           "  qvcancheck -q weekend.log || echo \"look at it\"\n");
 }
 
-/// The JSON library's destructors allocate. Where there is no memory for that, no handler is reached but this
-/// one.
+/// The JSON library's destructors allocate. If there is no memory for that, only this handler is reached.
 [[noreturn]] void endWithoutMemory() {
     const std::exception_ptr thrown = std::current_exception();
     if (thrown != nullptr) {

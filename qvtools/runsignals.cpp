@@ -23,9 +23,9 @@ constexpr name_t names[] = {
     {"SIGQUIT", SIGQUIT, false}, {"SIGUSR1", SIGUSR1, false},
 };
 
-std::int64_t atOnceFrom = 0; ///< set before there is a handler
+std::int64_t atOnceFrom = 0; ///< set before any handler is installed
 
-/// signal-safety(7): clock_gettime, signal and raise may be called.
+/// signal-safety(7) allows clock_gettime, signal and raise.
 void endIfDue(int signal) {
     if (monotonicNanoseconds() >= atOnceFrom) {
         std::signal(signal, SIG_DFL);

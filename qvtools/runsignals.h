@@ -3,9 +3,9 @@
 #include <csignal>
 #include <cstdint>
 
-/// The signals of a check, as something to wait for. SIGINT, SIGTERM and SIGHUP ask it to end, SIGQUIT and
-/// SIGUSR1 for a line on how it stands. They are blocked from the construction on. SIGPIPE is ignored: output
-/// that nobody reads is met where it is written.
+/// The signals of a check as a descriptor to wait for. SIGINT, SIGTERM and SIGHUP request its end, SIGQUIT
+/// and SIGUSR1 a status line. They are blocked from construction on. SIGPIPE is ignored: output without a
+/// reader is noticed when it is written.
 class RunSignals {
 public:
     RunSignals();
@@ -15,12 +15,12 @@ public:
 
     int descriptor() const { return fd; }
 
-    /// The next signal that has come, 0 when none has. Does not wait.
+    /// The next pending signal, 0 if there is none. Does not wait.
     int next();
 
-    /// From `moment` on, in ns of the monotonic clock, a signal that asks to end does so at once. Until then
-    /// it is ignored: timeout(1) signals a process and then its group, so both reach it. For one run of a
-    /// process.
+    /// From `moment` on, in ns of the monotonic clock, a signal that requests the end takes effect at once.
+    /// Until then it is ignored: timeout(1) signals a process and then its group, so both signals arrive. For
+    /// one run per process.
     static void endAtOnceFrom(std::int64_t moment);
 
     static bool asksToEnd(int signal);

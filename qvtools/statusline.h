@@ -6,23 +6,23 @@
 
 #include <cstdint>
 
-/// How a check stands, on standard error: on a terminal a line that is written anew four times a second, and
-/// a line of its own whenever somebody asks. Times are ns of the monotonic clock.
+/// The state of a check on standard error: on a terminal a line that is redrawn four times a second, and on
+/// request a line of its own. Times are ns of the monotonic clock.
 class StatusLine {
 public:
     /// The check starts `now`. All three outlive it.
     StatusLine(const CheckCommandLine& line, const Judge& _judge, const RunClock& _clock, std::int64_t now);
 
-    /// Writes the line anew if that is due.
+    /// Redraws the line if that is due.
     void tick(std::int64_t now);
 
-    /// When to call `tick`; RunEnd::NEVER where no line is shown.
+    /// When to call `tick`; RunEnd::NEVER if no line is shown.
     std::int64_t due() const { return next; }
 
-    /// Takes the line away: something else is to be written.
+    /// Erases the line before other output.
     void hide();
 
-    /// Writes it once, whole, with a line end.
+    /// Prints it once, uncut, with a line end.
     void print(std::int64_t now);
 
 private:

@@ -14,7 +14,7 @@
 namespace {
 
 constexpr std::uint32_t timerTag = UINT32_MAX;
-constexpr int most = 16; ///< descriptors to a wait
+constexpr int most = 16; ///< descriptors per wait
 
 int opened(int fd, const char* call) {
     if (fd == -1) {
@@ -49,7 +49,7 @@ void WaitSet::add(int fd, std::uint32_t tag) {
     if (fd == -1 || epoll_ctl(epoll, EPOLL_CTL_ADD, fd, &event) == 0) {
         return;
     }
-    if (errno != EPERM) { // that is what epoll_ctl(2) says of a regular file
+    if (errno != EPERM) { // epoll_ctl(2): returned for a regular file
         opened(-1, "epoll_ctl");
     }
     files.push_back(tag);
@@ -81,11 +81,11 @@ const WaitSet::tags_t& WaitSet::wait(std::int64_t moment) {
     return ready;
 }
 
-/// A moment that has moved on does not set the timer anew each time: one wake-up too many costs less.
+/// A later moment does not rearm the timer each time: a spurious wake-up costs less.
 void WaitSet::arm(std::int64_t moment) {
     itimerspec setting{};
     if (moment != NEVER) {
-        const std::int64_t at = std::max<std::int64_t>(moment, 1); // 0 would stop it
+        const std::int64_t at = std::max<std::int64_t>(moment, 1); // 0 would disarm it
         setting.it_value.tv_sec = static_cast<time_t>(at / nsPerSecond);
         setting.it_value.tv_nsec = static_cast<long>(at % nsPerSecond);
     }

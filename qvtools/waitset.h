@@ -4,13 +4,12 @@
 #include <cstdint>
 #include <vector>
 
-/// Descriptors to be readable, and a moment: what a program waits for. However many there are, a wait is one
-/// system call.
+/// Waits for readable descriptors or a moment, in one system call for any number of descriptors.
 class WaitSet {
 public:
     typedef std::vector<std::uint32_t> tags_t;
 
-    /// The moment that never comes.
+    /// A moment that never comes.
     static constexpr std::int64_t NEVER = INT64_MAX;
 
     /// Throws QVException.
@@ -19,13 +18,13 @@ public:
     WaitSet(const WaitSet&) = delete;
     WaitSet& operator=(const WaitSet&) = delete;
 
-    /// Waits for `fd`, too, until it is closed or removed; -1 stands for none. A regular file is readable at
-    /// any time. `tag` stands for it, for one only.
+    /// Adds `fd`, until it is closed or removed; -1 adds none. A regular file is always readable. `tag`
+    /// identifies it and is unique.
     void add(int fd, std::uint32_t tag);
     void remove(int fd, std::uint32_t tag);
 
-    /// Returns when something is readable, with the tags in ascending order; of many, some at a time, and
-    /// each in its turn. Returns without any at `moment`, in ns of the monotonic clock, and perhaps before.
+    /// Returns the tags of the readable ones in ascending order; of many, some at a time, each in its turn.
+    /// Returns none at `moment`, in ns of the monotonic clock, and possibly earlier.
     const tags_t& wait(std::int64_t moment);
 
 private:
@@ -33,7 +32,7 @@ private:
 
     int epoll;
     int timer;
-    std::int64_t armed = NEVER;       ///< the moment that `timer` waits for
-    std::vector<std::uint32_t> files; ///< tags of what is readable at any time
+    std::int64_t armed = NEVER;       ///< the moment for which `timer` is set
+    std::vector<std::uint32_t> files; ///< tags of what is always readable
     tags_t ready;
 };
