@@ -2,7 +2,7 @@
 
 #include <utility>
 
-/// Owns a file descriptor and closes it; errno stays as it is. Moves, and is never copied.
+/// Owns a file descriptor and closes it without changing errno. Movable, not copyable.
 class Descriptor {
 public:
     Descriptor() = default;
@@ -17,11 +17,11 @@ public:
         return *this;
     }
 
-    /// The number; -1 when there is none.
+    /// The number; -1 if there is none.
     int get() const { return fd; }
     bool isOpen() const { return fd >= 0; }
 
-    /// Gives it up without closing it. Returns the number.
+    /// Releases it without closing it. Returns the number.
     int release() { return std::exchange(fd, -1); }
 
     /// Closes it now.

@@ -4,9 +4,9 @@
 
 #include <sys/select.h>
 
-/// A set of descriptors for `qvselect`. A descriptor below 0 or at FD_SETSIZE and above has no bit in an
-/// fd_set: operations that take one throw a QVException for it (unless they say otherwise), where the
-/// system's macros would abort or write past the set.
+/// A set of descriptors for `qvselect`. A descriptor below 0, or FD_SETSIZE or above, has no bit in an
+/// fd_set: operations on one throw a QVException (unless they say otherwise), where the system's macros would
+/// abort or write past the set.
 class FdSet : public fd_set {
 public:
     FdSet() : n(0) { clearBits(); }
@@ -18,7 +18,7 @@ public:
     void zero();
     void clear(int fd);
 
-    /// Sets the bit and raises `n` to `fd` + 1 when it was lower.
+    /// Sets the bit and raises `n` to `fd` + 1 if it was lower.
     void set(int fd) {
         checkRange(fd);
         wordOf(fd) |= bitOf(fd);
@@ -30,7 +30,7 @@ public:
         return (wordOf(fd) & bitOf(fd)) != 0;
     }
 
-    /// True when `fd` is below `n` and set; false, too, for a descriptor that no set can hold.
+    /// True if `fd` is below `n` and set; also false for a descriptor that no set can hold.
     bool isActiveAndSet(int fd) const { return fd >= 0 && fd < n && isSet(fd); }
 
     bool operator[](int fd) const { return isSet(fd); }
@@ -43,13 +43,13 @@ public:
     int num() const { return n; }
     void num(int _n) { n = _n; }
 
-    /// The count of descriptors to watch: the highest set plus one, 0 for an empty set. A wait leaves it as
-    /// it was.
+    /// The number of descriptors to watch: the highest set plus one, 0 for an empty set. A wait leaves it
+    /// unchanged.
     int n;
 
 private:
-    // The bits as sys/select.h lays them out. Where the C library is built with checks its macros would check
-    // the range once more, with a call for each bit.
+    // The bits as laid out by sys/select.h. The macros of a C library built with checks would check the range
+    // again, with a call for each bit.
     static constexpr unsigned int bitsPerWord = 8 * sizeof(fd_mask);
     static unsigned int index(int fd) { return static_cast<unsigned int>(fd); }
     static fd_mask bitOf(int fd) { return static_cast<fd_mask>(1UL << (index(fd) % bitsPerWord)); }
@@ -66,5 +66,5 @@ private:
     void lowerCount();
 };
 
-/// Writes the descriptors in the set, in ascending order with blanks between them.
+/// Writes the descriptors in the set in ascending order, separated by blanks.
 std::ostream& operator<<(std::ostream& out, const fd_set& set);

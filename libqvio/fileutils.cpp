@@ -5,7 +5,7 @@
 
 namespace {
 
-// Never beyond what a set holds: the kernel would read past it.
+// Never above the capacity of a set: the kernel would read past it.
 int raised(int n, const FdSet* set) {
     return set == nullptr || set->n <= n ? n : std::min(set->n, static_cast<int>(FD_SETSIZE));
 }
@@ -18,7 +18,7 @@ timespec monotonicNow() {
     return now;
 }
 
-/// What is left of `timeout` since `start`, not below 0.
+/// The rest of `timeout` since `start`, not below 0.
 timespec remaining(const timespec& timeout, const timespec& start) {
     const timespec now = monotonicNow();
     timespec rest{};
@@ -34,7 +34,7 @@ timespec remaining(const timespec& timeout, const timespec& start) {
     return rest.tv_sec < 0 ? timespec{} : rest;
 }
 
-/// The wait with a time-out. Not inlined: a frame that is due waits without one, and should not pay for it.
+/// The wait with a time-out. Not inlined: a frame that is due waits without one and should not pay for it.
 [[gnu::noinline]] int selectFor(const timespec& timeout, int n, FdSet* readSet, FdSet* writeSet,
                                 FdSet* exceptSet, const sigset_t* mask) {
     const timespec start = monotonicNow();
@@ -59,6 +59,6 @@ int qvselect(FdSet* readSet, FdSet* writeSet, FdSet* exceptSet, const timespec* 
     int ret;
     do {
         ret = pselect(n, readSet, writeSet, exceptSet, nullptr, mask);
-    } while (ret == -1 && errno == EINTR); // the kernel leaves the sets alone when it fails
+    } while (ret == -1 && errno == EINTR); // the kernel leaves the sets unchanged on failure
     return ret;
 }

@@ -8,7 +8,7 @@ LogMutex LogUtil::logMutex;
 
 namespace {
 
-/// Replaces the threads' own way to write their error line, which cannot know of a lock in a layer above.
+/// Replaces the threads' own way to write their error line, which knows no lock of a higher layer.
 const bool threadsLock = [] {
     Thread::writeError = [](const char* line) {
         const LogUtil::Lock lock;

@@ -7,15 +7,15 @@
 #include <mutex>
 #include <string>
 
-/// The std::mutex of the log, with clang's annotations, which the C++ library's own lacks.
+/// The std::mutex of the log, with clang's annotations, which that of the C++ library lacks.
 class QV_CAPABILITY("mutex") LogMutex : public std::mutex {
 public:
     void lock() QV_ACQUIRE() QV_NO_THREAD_SAFETY_ANALYSIS { std::mutex::lock(); }
     void unlock() QV_RELEASE() QV_NO_THREAD_SAFETY_ANALYSIS { std::mutex::unlock(); }
 };
 
-/// Lines that begin with "[DEBUG]" or "[ERROR]". Each is composed first, then written in one insertion while
-/// `logMutex` is held, which is never held together with another lock.
+/// Lines that begin with "[DEBUG]" or "[ERROR]". Each is composed first, then written in a single insertion
+/// under `logMutex`, which is never held together with another lock.
 class LogUtil {
 public:
     /// Holds the log lock for a scope.
@@ -36,7 +36,7 @@ public:
         write(std::cout, Text({"[DEBUG] BZ::", function, "() ", pieces..., "\n"}));
     }
 
-    /// The same behind "[ERROR] BZ::", on standard error, completed by `printError(errnum)`.
+    /// The same after "[ERROR] BZ::", on standard error, completed by `printError(errnum)`.
     static void errorLine(const char* function, const char* text, int errnum) QV_EXCLUDES(logMutex);
 
     /// "[ERROR] " + the pieces, on standard error.
@@ -45,8 +45,8 @@ public:
         write(std::cerr, Text({"[ERROR] ", pieces..., "\n"}));
     }
 
-    /// Completes an error line on standard error, of which `begun` is not written yet: ": ", the system's
-    /// text for `errnum`, a line end and a flush.
+    /// Completes an error line on standard error, whose beginning `begun` is not written yet: ": ", the
+    /// system's text for `errnum`, a line end and a flush.
     static void printError(int errnum, const std::string& begun = std::string()) QV_REQUIRES(logMutex);
 
 private:

@@ -1,6 +1,6 @@
 #pragma once
 
-// Lock annotations that clang checks with -Wthread-safety; other compilers see nothing.
+// Lock annotations checked by clang with -Wthread-safety; empty for other compilers.
 #if defined(__clang__)
 #define QV_LOCK_ANNOTATION(x) __attribute__((x))
 #else

@@ -35,7 +35,7 @@ int Mutex::failed(const char* what, int result) const {
 
 int MutexLocker::lock() {
     const int result = mutex.P();
-    held = held || result == 0; // a mutex that refuses to be taken twice is still held
+    held = held || result == 0; // after a refused second lock the mutex is still held
     return result;
 }
 

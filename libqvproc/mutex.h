@@ -41,14 +41,14 @@ public:
         return pthread_mutex_trylock(&mutex) == 0;
     }
 
-    // The same under semaphore names.
+    // The same as semaphore operations.
     int P() QV_ACQUIRE() { return lock(); }
     int V() QV_RELEASE() { return unlock(); }
     bool tryP() QV_TRY_ACQUIRE(true) { return trylock(); }
 
     pthread_mutex_t& getMutex() { return mutex; }
 
-    /// With the flag set, a failing lock or unlock writes a line to standard error.
+    /// If set, a failing lock or unlock writes a line to standard error.
     void setDebug(bool on) { debug = on; }
     bool getDebug() const { return debug; }
 
@@ -70,7 +70,7 @@ public:
         }
     }
 
-    /// Re-takes the mutex inside the scope, after `unlock`.
+    /// Locks the mutex again inside the scope, after `unlock`.
     int lock() QV_ACQUIRE() QV_NO_THREAD_SAFETY_ANALYSIS;
 
     /// Releases it inside the scope.

@@ -22,7 +22,7 @@ void writeWithoutLock(const char* line) {
 
 void (*Thread::writeError)(const char* line) = writeWithoutLock;
 
-// Without allocating: the exception may be a lack of memory. A text that is too long for the line is cut.
+// Does not allocate, as the exception may be std::bad_alloc. A text too long for the line is cut.
 void Thread::report(const char* what) {
     thrown = true;
     char line[512];
@@ -43,7 +43,7 @@ int Thread::start() {
 }
 
 int Thread::join() {
-    // pthread_join on the invalid handle would follow it as a pointer.
+    // pthread_join would use the invalid handle as a pointer.
     if (pthread_equal(thread, invalidHandle()) != 0) {
         return ESRCH;
     }
@@ -61,7 +61,7 @@ __attribute__((no_sanitize("null"))) void* Thread::startWrapper(void* object) {
     try {
         self->threadCode();
     } catch (abi::__forced_unwind&) {
-        throw; // pthread_exit and cancellation must run on to the end
+        throw; // pthread_exit and cancellation must run to completion
     } catch (const std::exception& exception) {
         self->report(exception.what());
     } catch (...) {

@@ -5,7 +5,7 @@
 
 #include <linux/can.h>
 
-// What the wire and the kernel say about a frame, held against the kernel's headers.
+// Constants of the wire and the kernel, checked against the kernel's headers.
 static_assert(sizeof(canfd_frame) == 72 && CANFD_MTU == 72,
               "linux/can.h: an FD frame crosses the socket as 72 bytes");
 static_assert(sizeof(can_frame) == 16 && CAN_MTU == 16,
@@ -20,7 +20,7 @@ static_assert(CAN_EFF_MASK == 0x1FFFFFFFU && CAN_SFF_MASK == 0x7FFU,
 static_assert(CANFD_BRS == 0x01 && CANFD_ESI == 0x02, "linux/can.h: FD flags");
 static_assert(CANFD_MAX_DLEN == 64, "ISO 11898-1: at most 64 bytes of data");
 
-/// What a frame is.
+/// The type of a frame.
 enum canframe_t : std::uint32_t {
     CF_STANDARD = 0,  ///< an ordinary data frame, received or sent
     CF_ERROR = 1,     ///< an error frame
@@ -37,7 +37,7 @@ enum cantype_t : std::uint32_t {
     CT_FD_EXTENDED = 3, ///< 29 bits
 };
 
-/// Error state of a frame (ISO 11898-1: error types, and an overrun of the receiver).
+/// Error state of a frame (ISO 11898-1: error types, and receiver overrun).
 enum canstaterr_t : std::uint8_t {
     CSE_NO = 0,
     CSE_STUFF = 1,

@@ -10,13 +10,13 @@ public:
     /// Time stamp 0, channel 0, an ordinary frame, extended identifier 0, no data.
     CANExtTraceMessage();
 
-    /// The identifier is masked to the width of `_canType`, `len` cut to 64.
+    /// The identifier is masked to the width of `_canType`, `len` is cut to 64.
     CANExtTraceMessage(timeStamp_t time, std::uint8_t _channel, canframe_t _type, canstaterr_t _status,
                        cantype_t _canType, std::uint8_t len, std::uint32_t _canId, const std::uint8_t* _data)
         : CANTraceMessageBase(MSGID_CAN_EXT, time, _channel, _type, _status, _canType, len, _canId, _data) {}
 
-    /// From a SocketCAN frame: a remote request by CAN_RTR_FLAG (then with zero data), extended by
-    /// CAN_EFF_FLAG, never an FD type.
+    /// From a SocketCAN frame: a remote request if CAN_RTR_FLAG is set (then with zero data), extended if
+    /// CAN_EFF_FLAG is, never an FD type.
     CANExtTraceMessage(timeStamp_t time, std::uint8_t _channel, const canfd_frame& frame);
 
     ~CANExtTraceMessage() override;

@@ -2,8 +2,8 @@
 
 #include "libqvtrace/cantracemessagebase.h"
 
-/// The older kind MSGID_CAN: classic frames of at most 8 bytes, in the same body form. The device rebuilds it
-/// only to discard it.
+/// The older kind MSGID_CAN: classic frames of at most 8 bytes, with the same body layout. The device
+/// rebuilds it only to discard it.
 class CANTraceMessage : public CANTraceMessageBase {
 public:
     CANTraceMessage() : CANTraceMessageBase(MSGID_CAN, 0) {}

@@ -10,9 +10,9 @@
 
 #include <linux/can.h>
 
-/// A CAN or CAN FD frame as a trace message: content and all operations. The identifier is kept masked to the
-/// width of the CAN type. Nothing here reports an error: identifiers are masked, byte counts above 64 cut
-/// to 64.
+/// A CAN or CAN FD frame as a trace message: content and all operations. The identifier is always masked to
+/// the width of the CAN type. Nothing here reports an error: identifiers are masked, byte counts above 64 are
+/// cut to 64.
 class CANTraceMessageBase : public MessageBase {
 public:
     CANTraceMessageBase(msgid_t kind, timeStamp_t time);
@@ -35,8 +35,8 @@ public:
     std::size_t getSize() const override;
     const char* getName() const override;
 
-    /// Time of day, channel, then identifier and data as candump's log form has them (`123#1122`,
-    /// `1FFFFFFF##1AB`, `123#R4`), and the frame type where it is not an ordinary one.
+    /// Time of day, channel, identifier and data in candump's log notation (`123#1122`, `1FFFFFFF##1AB`,
+    /// `123#R4`), and the frame type unless it is an ordinary one.
     std::ostream& print(std::ostream& out) const override;
 
     std::uint8_t getChannel() const { return channel; }
@@ -61,7 +61,7 @@ public:
         canId = canId == 0 ? 1 : canId;
     }
 
-    /// Sets the masked identifier. Here 0 stays 0.
+    /// Sets the masked identifier. 0 remains 0 here.
     void setCanId(std::uint32_t id) { canId = fixCanId(id, canType); }
 
     /// The CAN FD length code for `num` bytes, rounded up to the next valid length (ISO 11898-1, DLC coding).
@@ -75,10 +75,10 @@ public:
         return num <= 64 ? static_cast<std::uint8_t>((num + 191) >> 4) : 15;
     }
 
-    /// The length code, not the byte count: a walk of the payload by it reaches bytes 0 to 14 of 64.
+    /// The length code, not the byte count: a loop over the payload up to it reaches bytes 0 to 14 of 64.
     std::uint8_t getDlc() const { return numDataBytes2dlc(numDataBytes); }
 
-    /// Copies min(`n`, 64) bytes and makes that the byte count; payload bytes behind it stay as they were.
+    /// Copies min(`n`, 64) bytes and makes that the byte count; the payload bytes after them are unchanged.
     void setDataBytes(const std::uint8_t* bytes, std::size_t n) {
         numDataBytes = static_cast<std::uint8_t>(std::min(n, sizeof data));
         if (numDataBytes > 0) {
@@ -86,21 +86,21 @@ public:
         }
     }
 
-    /// The frame for a raw CAN socket, everything behind the payload 0. CAN_EFF_FLAG is set for exactly
+    /// The frame for a raw CAN socket, with everything after the payload 0. CAN_EFF_FLAG is set only for
     /// CT_EXTENDED, not for CT_FD_EXTENDED: that asymmetry is intended. No FD flags: the frame's writer sets
     /// them. A remote request carries no payload.
     canfd_frame getCanFdFrame() const;
 
-    /// Starts the test pattern from an identifier in SocketCAN form, flags included; 64 bytes when `fd`,
-    /// else 8.
+    /// Starts the test pattern from an identifier in SocketCAN form, flags included; 64 bytes if `fd`, else
+    /// 8.
     void resetPattern(std::uint32_t socketCanId, bool fd);
 
     /// Starts the test pattern: bytes 0 to 3 count from `_canId`, big-endian, byte 4 + i is i. A message
     /// identifier of 0 becomes 1, while the counter starts at 0: the difference is intended.
     void resetPattern(canframe_t _type, cantype_t _canType, std::uint32_t _canId, bool fd);
 
-    /// Advances the test pattern by one frame: the 32-bit counter, the identifier after it (masked, 0
-    /// replaced by 1), and each further byte on its own.
+    /// Advances the test pattern by one frame: the 32-bit counter, the identifier derived from it (masked, 0
+    /// replaced by 1), and each further byte independently.
     void mutatePattern();
 
     static const std::uint8_t FD_ESI_MASK;
@@ -111,7 +111,7 @@ public:
     static const unsigned char numDlcBytes[16];
 
 private:
-    /// The payload, in one or a few instructions for the two lengths that the test pattern has.
+    /// Copies the payload, in one or a few instructions for the pattern's two lengths.
     void copyData(std::uint8_t* to) const {
         switch (numDataBytes) {
         case 8: std::memcpy(to, data, 8); break;
@@ -120,8 +120,8 @@ private:
         }
     }
 
-    /// Adds 1 to each of `n` bytes, four a step: the low seven bits of each are added where no carry can
-    /// leave the byte, the top bit by exclusive or. The fixed count lets the compiler take more at a time.
+    /// Adds 1 to each of `n` bytes, four at a time: the low seven bits are added without a carry out of the
+    /// byte, the top bit by exclusive or. The fixed count allows the compiler to use wider steps.
     template<std::size_t n>
     static void increment(std::uint8_t* bytes) {
         static_assert(n % 4 == 0, "whole words only");

@@ -18,14 +18,14 @@ enum msgid_t : std::uint16_t {
     MSGID_INVALID = 65535,
 };
 
-/// What becomes of a sound record whose kind is not registered.
+/// What happens to a sound record of an unregistered kind.
 enum invalidMsgHandling_t {
-    IMH_RETURN_NULL = 0,            ///< it is passed over by its length
+    IMH_RETURN_NULL = 0,            ///< it is skipped
     IMH_RETURN_INVALID_MESSAGE = 1, ///< it is delivered as a plain MessageBase
 };
 
-/// Base of all trace messages, and by itself a message of a kind that nobody registered, whose body is just
-/// bytes. A value: copies are deep. Used by one thread at a time.
+/// Base of all trace messages, and itself a message of an unregistered kind, whose body is just bytes. A
+/// value: copies are deep. Used by one thread at a time.
 class MessageBase {
 public:
     MessageBase(msgid_t _messageId, timeStamp_t _timeStamp);
@@ -45,7 +45,7 @@ public:
     /// Bytes of the record's body.
     virtual std::size_t getSize() const;
 
-    /// The kind's name for people.
+    /// The kind's readable name.
     virtual const char* getName() const;
 
     /// Writes the message as one line of text without a line end.
@@ -55,29 +55,29 @@ public:
     timeStamp_t getTimeStamp() const { return timeStamp; }
     void setTimeStamp(timeStamp_t _timeStamp) { timeStamp = _timeStamp; }
 
-    /// A note that travels with the message in memory, not in its record.
+    /// A note kept with the message in memory, not in its record.
     const std::string& getText() const { return text; }
     void setText(const std::string& _text) { text = _text; }
 
-    /// Replaces `out` by the message's trace record (libqvtrace/record.h) and returns its size: header (when
-    /// `withHeader`), body, checksum (when `withChecksum`; it covers the header even where that is left out).
+    /// Replaces `out` by the message's trace record (libqvtrace/record.h) and returns its size: header (if
+    /// `withHeader`), body, checksum (if `withChecksum`; it covers the header even without `withHeader`).
     std::size_t createByteArray(byteVec_t& out, bool withHeader, bool withChecksum) const;
 
     /// `timeStamp` as a time of day, "HH:MM:SS.uuuuuu".
     static std::string printTimestamp(timeStamp_t timeStamp);
 
-    /// Makes every kind of this library known to `rebuild`. May be called again; not while another thread
+    /// Registers every kind of this library for `rebuild`. May be called again, but not while another thread
     /// rebuilds.
     static void registerMessages();
 
-    /// True when the kind is registered.
+    /// Whether the kind is registered.
     static bool isRegistered(msgid_t kind);
 
-    /// A new message, owned by the caller, from a record's kind and body. Null when the body is none of that
-    /// kind, or the kind is not registered and `invalidHandling` says so.
+    /// A new message, owned by the caller, from a record's kind and body. Null if the body is invalid for
+    /// that kind, or if the kind is not registered and `invalidHandling` says so.
     static MessageBase* rebuild(msgid_t kind, const std::uint8_t* body, std::size_t n);
 
-    static const std::uint8_t version; ///< of the record form
+    static const std::uint8_t version; ///< of the record format
     static invalidMsgHandling_t invalidHandling;
 
 private:
@@ -89,7 +89,7 @@ private:
     [[maybe_unused]] std::uint32_t word32 = 0; ///< reserved; copied along
 };
 
-/// Writes the message by its own `print`.
+/// Writes the message with its own `print`.
 inline std::ostream& operator<<(std::ostream& out, const MessageBase& message) {
     return message.print(out);
 }

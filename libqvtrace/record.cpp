@@ -20,8 +20,8 @@ constexpr std::array<std::uint32_t, 256> makeTable() {
 
 constexpr auto crcTable = makeTable();
 
-/// One bit error anywhere in version, kind or length shows at once, before a wrong length makes the reader
-/// wait for bytes that never come.
+/// Any single bit error in version, kind or length is detected at once, before a wrong length makes the
+/// reader wait for bytes that never come.
 std::uint8_t headerCheck(const std::uint8_t* header) {
     return static_cast<std::uint8_t>(0x5AU ^ header[2] ^ header[4] ^ header[5] ^ header[6] ^ header[7]);
 }

@@ -16,7 +16,7 @@ constexpr std::size_t checksumSize = 4;
 constexpr std::size_t maxBody = 1024;
 constexpr std::size_t maxSize = headerSize + maxBody + checksumSize;
 
-/// CRC-32 of IEEE 802.3 over `n` bytes, as zlib's crc32(); the check value of "123456789" is CBF43926.
+/// CRC-32 of IEEE 802.3 over `n` bytes, like zlib's crc32(); the check value for "123456789" is CBF43926.
 std::uint32_t crc32(const std::uint8_t* bytes, std::size_t n);
 
 void putBigEndian(std::uint8_t* to, std::uint64_t value, std::size_t width);
@@ -25,21 +25,21 @@ std::uint64_t getBigEndian(const std::uint8_t* from, std::size_t width);
 /// Writes the 8 bytes of the header. `bodySize` is at most maxBody.
 void putHeader(std::uint8_t* to, msgid_t kind, std::size_t bodySize);
 
-/// What the bytes at a place in a stream are.
+/// What the bytes at a position in a stream are.
 enum finding_t {
     NO_RECORD,  ///< no record begins here
-    INCOMPLETE, ///< one may begin here; more bytes must come to tell
-    RECORD,     ///< a whole record whose checksum is right
+    INCOMPLETE, ///< one may begin here; more bytes are needed to decide
+    RECORD,     ///< a complete record with a correct checksum
 };
 
-/// A look at `n` bytes of a stream. `kind`, `bodySize` and `body` are set for RECORD.
+/// The result of examining `n` bytes of a stream. `kind`, `bodySize` and `body` are set for RECORD.
 struct view_t {
     finding_t finding;
     msgid_t kind;
     std::size_t bodySize;
     const std::uint8_t* body;
 
-    /// The whole record: size() bytes.
+    /// The complete record: size() bytes.
     const std::uint8_t* bytes() const { return body - headerSize; }
     std::size_t size() const { return headerSize + bodySize + checksumSize; }
 };

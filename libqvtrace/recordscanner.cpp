@@ -21,7 +21,7 @@ void RecordScanner::added(std::size_t n) {
 }
 
 record::view_t RecordScanner::next() {
-    std::optional<std::size_t> incomplete; // the first place at the end of the stream where more is missing
+    std::optional<std::size_t> incomplete; // the first position of an incomplete record
     std::size_t at = begin;
     for (; at < end; ++at) {
         const record::view_t view = record::look(bytes.data() + at, end - at);
@@ -36,7 +36,7 @@ record::view_t RecordScanner::next() {
             }
         }
     }
-    atEnd = false; // all of it has been looked at
+    atEnd = false; // everything has been examined
     skip(incomplete.value_or(at) - begin);
     return {record::INCOMPLETE, MSGID_INVALID, 0, nullptr};
 }

@@ -7,7 +7,7 @@
 #include <vector>
 
 /// Finds the sound records in a stream of bytes that arrives in pieces: cut anywhere, many at once, with
-/// garbage between them. Works in memory alone, in `CAPACITY` bytes whatever the stream holds.
+/// garbage between them. Works in memory only, using `CAPACITY` bytes for any stream.
 ///
 /// Used in turns: put bytes into room() and say so with added(), then take the records until next() finds no
 /// more.
@@ -15,34 +15,34 @@ class RecordScanner {
 public:
     static constexpr std::size_t CAPACITY = 4096;
 
-    /// Counts of bytes since construction. `added` is `taken` + `dropped` + what is still buffered.
+    /// Byte counts since construction. `added` is `taken` + `dropped` + what is still buffered.
     struct counts_t {
         std::uint64_t added;
         std::uint64_t taken;
         std::uint64_t dropped;
     };
 
-    /// Where the next bytes of the stream go. Moves the buffered bytes: views of next() are invalid then.
+    /// Where the next bytes of the stream go. Moves the buffered bytes, which invalidates views of next().
     std::uint8_t* room();
 
-    /// How many bytes there is room for; 0 once CAPACITY bytes are buffered.
+    /// The size of room(); 0 once CAPACITY bytes are buffered.
     std::size_t roomSize() const { return CAPACITY - buffered(); }
 
     /// The first `n` bytes at room() have been filled.
     void added(std::size_t n);
 
-    /// Nothing follows for now: next() then also finds sound records behind one whose end is missing. Where
-    /// there are none, the incomplete record stays buffered, and bytes that do follow still complete it.
+    /// No more bytes for now: next() then also finds sound records after an incomplete one. If there are
+    /// none, the incomplete record stays buffered, and bytes added later can still complete it.
     void ended() { atEnd = true; }
 
-    /// The next sound record, which stays buffered until take() or drop(). Finding RECORD, or INCOMPLETE when
-    /// there is none; bytes before it that belong to no sound record are dropped.
+    /// The next sound record, which stays buffered until take() or drop(). The finding is RECORD, or
+    /// INCOMPLETE if there is none; bytes before it that are in no sound record are dropped.
     record::view_t next();
 
-    /// Removes the record that next() has found.
+    /// Removes the record found by next().
     void take(const record::view_t& view);
 
-    /// The same for a record that nobody wants. Counts as dropped.
+    /// The same for an unwanted record, which counts as dropped.
     void drop(const record::view_t& view) { skip(view.size()); }
 
     std::size_t buffered() const { return end - begin; }

@@ -72,7 +72,7 @@ MessageBase* TraceMessageBuffer::getNextMessage() {
     return nullptr;
 }
 
-/// The scanner's next record; what it had to pass over is counted.
+/// The scanner's next record; counts what was skipped before it.
 record::view_t TraceMessageBuffer::nextRecord() {
     const std::uint64_t before = scanner.counts().dropped;
     const record::view_t view = scanner.next();
