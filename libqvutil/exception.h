@@ -4,8 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-/// The libraries' own exception: something came in that cannot be used (a descriptor, a record). Its text is
-/// for the user.
+/// The libraries' own exception: unusable input (a descriptor, a record). Its text is for the user.
 class QVException : public std::runtime_error {
 public:
     explicit QVException(const std::string& text) : std::runtime_error(text) {}

@@ -6,7 +6,7 @@
 #include <ostream>
 #include <string>
 
-/// What stands in front of each line of a hex dump.
+/// The prefix of each line of a hex dump.
 enum hexdumpPrefix_t {
     HEXDUMP_PREFIX_NONE = 0,
     HEXDUMP_PREFIX_ADDRESS = 1, ///< the address of the line's first byte in memory
@@ -21,9 +21,9 @@ inline char printable(unsigned char byte) {
 
 } // namespace hexdumpDetail
 
-/// Writes the bytes from `first` to one before `last`: a line with `title`, then lines of `perLine` (0: 16)
-/// bytes in two-digit hexadecimal, each behind the prefix chosen and, with `withText`, in front of a column
-/// of printable characters. One insertion and a flush, so that the dump stays whole.
+/// Writes the bytes in [`first`, `last`): a line with `title`, then lines of `perLine` (0: 16) bytes in
+/// two-digit hexadecimal, each after the chosen prefix and, if `withText`, followed by a column of printable
+/// characters. A single insertion and a flush, so that other output cannot split the dump.
 template<typename Iterator>
 void hexdump(std::ostream& out, Iterator first, Iterator last, const char* title, unsigned int perLine,
              hexdumpPrefix_t prefix, bool withText) {

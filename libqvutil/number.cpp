@@ -14,8 +14,8 @@ const char* behindBlanks(const char* text) {
     return text;
 }
 
-/// The base that strtoul() finds for itself where it is asked for base 0, but never 2: from glibc 2.38 on it
-/// takes "0b11" for 3, before for 0.
+/// The base that strtoul() detects itself for base 0, but never 2: glibc 2.38 and later read "0b11" as 3,
+/// earlier ones as 0.
 int baseOf(const char* number) {
     number += *number == '-' || *number == '+' ? 1 : 0;
     if (*number != '0') {

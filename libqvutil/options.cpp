@@ -30,8 +30,8 @@ std::string shortForm(const Options::option_t& row) {
     return hasLetter(row) ? std::string("-") + static_cast<char>(row.optchar) : std::string();
 }
 
-/// Breaks one line of a help text at blanks into pieces of at most `width` columns; a longer word stays
-/// whole.
+/// Breaks one line of a help text at blanks into pieces of at most `width` columns; a longer word is not
+/// split.
 std::vector<std::string> wrapped(const std::string& line, std::size_t width) {
     std::vector<std::string> pieces;
     std::istringstream words(line);
@@ -136,7 +136,7 @@ std::string Options::longForm(const intOption_t& row) {
 void Options::update() {
     maxShortOptWidth = 0;
     maxLongOptWidth = 0;
-    // A leading colon keeps the system's parser from writing messages of its own: ours is the only one.
+    // The leading colon suppresses the system parser's own messages.
     singleCharSwitches = ":";
     longOptions.clear();
     for (intOption_t& row : options) {
@@ -158,7 +158,7 @@ void Options::update() {
 }
 
 void Options::restart() {
-    optind = 0; // glibc: unlike 1 it forgets a cluster half read, such as -hv
+    optind = 0; // glibc: unlike 1 it discards a half-read cluster such as -hv
 }
 
 int Options::get(int argc, char** argv) {

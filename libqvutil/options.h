@@ -12,29 +12,29 @@
 /// Whether an option takes an argument.
 enum argument_t { A_NONE = 0, A_REQUIRED = 1, A_OPTIONAL = 2 };
 
-/// A table of command line options over the system library's long-option parser, and the help text made from
-/// it.
+/// A table of command line options on top of the system library's long-option parser, and the help text
+/// generated from it.
 ///
-/// The parser's state (`optind`, `optarg`) is one per process: use one table at a time, on one thread.
+/// The parser's state (`optind`, `optarg`) is process-wide: use one table at a time, on one thread.
 class Options {
 public:
-    /// One row as the caller writes it. The strings pointed to must outlive the table.
+    /// One row as given by the caller. The strings pointed to must outlive the table.
     struct option_t {
         /// An option without argument.
         option_t(int _optchar, const char* _optstring, std::string _help);
-        /// An option with an argument, shown as `_argHelp` (null: `defaultArgHelp`), which may be left out
-        /// unless `_required`.
+        /// An option with an argument, shown as `_argHelp` (null: `defaultArgHelp`), which is optional unless
+        /// `_required`.
         option_t(int _optchar, const char* _optstring, const char* _argHelp, bool _required,
                  std::string _help);
 
-        int optchar;           ///< what `get` returns; up to 255 the short letter, else (or 0) long form only
+        int optchar;           ///< what `get` returns: up to 255 the short letter, else (or 0) long form only
         const char* optstring; ///< long name without dashes
         const char* argHelp;   ///< the word for the argument in the help; null: no argument
         bool required;         ///< the argument must be given; meaningless without one
-        std::string help;      ///< may hold line breaks
+        std::string help;      ///< may contain line breaks
     };
 
-    /// A row with what is derived from it. The widths are display columns, 0 until `update`.
+    /// A row with derived values. The widths are display columns, 0 until `update`.
     struct intOption_t : option_t {
         explicit intOption_t(const option_t& row);
 
@@ -63,19 +63,19 @@ public:
     void reserve(std::size_t n);
     Adder add();
 
-    /// Derives from the rows what `get` and `print` need.
+    /// Derives what `get` and `print` need from the rows.
     void update();
 
-    /// Makes the system's parser start afresh: to be called before the first `get` of each argument vector.
+    /// Resets the system's parser: call it before the first `get` of each argument vector.
     static void restart();
 
     /// The next option's letter, its argument in the system's `optarg`; -1 at the end; '?' or ':' for an
-    /// option that is unknown or lacks its argument. Prints nothing itself. The next argument's index is the
-    /// system's `optind`.
+    /// option that is unknown or lacks its argument. Prints nothing itself. The system's `optind` is the
+    /// index of the next argument.
     int get(int argc, char** argv);
 
     /// Writes the rows in table order: short form, long form with the argument word, help text; aligned in
-    /// columns, further lines of a help text under its first.
+    /// columns, with continuation lines of a help text below its first.
     std::ostream& print(std::ostream& out) const;
 
     /// What `print` writes.
@@ -83,20 +83,20 @@ public:
 
 private:
     static const char* const defaultArgHelp;
-    static const std::array<int, 3> argumentVals; ///< argument_t to the system's codes
+    static const std::array<int, 3> argumentVals; ///< maps argument_t to the system's codes
 
     void append(const option_t& row);
     static std::string longForm(const intOption_t& row);
 
     optionsVec_t options;
     std::size_t cols;
-    bool changed = true; ///< rows have come since the last `update`
+    bool changed = true; ///< rows were added since the last `update`
     std::size_t maxShortOptWidth = 0;
     std::size_t maxLongOptWidth = 0;
     std::string singleCharSwitches;
     longOptionsVec_t longOptions;
 };
 
-/// The rows that every tool of the family puts first.
+/// The rows that every tool of the family begins with.
 extern const Options::option_t optionHelp;
 extern const Options::option_t optionVerbose;

@@ -7,8 +7,8 @@
 #include <string>
 #include <type_traits>
 
-/// Refers to one thing to print, for the length of a call: a text, or anything with an `operator<<`. Without
-/// the type, so that a call costs no code but its arguments.
+/// Refers to one thing to print, for the duration of a call: a text, or anything with an `operator<<`.
+/// Type-erased, so that a call generates code only for its arguments.
 class Piece {
 public:
     Piece(const char* text) : object(text), insert(nullptr) {}
@@ -18,7 +18,7 @@ public:
         : object(&value),
           insert([](std::ostream& out, const void* what) { out << *static_cast<const T*>(what); }) {}
 
-    /// Inserts it; false for a null text.
+    /// Inserts it; false if it is a null text.
     bool into(std::ostream& out) const;
 
 private:
@@ -26,11 +26,11 @@ private:
     void (*insert)(std::ostream& out, const void* what); ///< null: `object` is a const char*
 };
 
-/// A text composed of pieces in memory, to be written in one insertion with a flush: threads share the
-/// standard streams. Their flags do not matter to it, and it does not change them.
+/// A text composed in memory, to be written in a single insertion with a flush, as threads share the standard
+/// streams. Their flags neither affect it nor are changed.
 ///
-/// A null `const char*` ends the text: what is before it is written, then the stream's bad bit is set, as the
-/// C++ library does for a null string. Throws std::bad_alloc where memory runs out; nothing is written then.
+/// A null `const char*` ends the text: what precedes it is written, then the stream's bad bit is set, as the
+/// C++ library does for a null string. Throws std::bad_alloc if memory runs out, before anything is written.
 class Text {
 public:
     Text(std::initializer_list<Piece> pieces);
@@ -42,20 +42,20 @@ private:
     bool whole = true;
 };
 
-/// Writes the pieces, as Text says.
+/// Writes the pieces; see Text.
 template<typename... P>
 void print(std::ostream& out, const P&... pieces) {
     Text({pieces...}).write(out);
 }
 
-/// The same and a line end.
+/// The same plus a line end.
 template<typename... P>
 void printLine(std::ostream& out, const P&... pieces) {
     Text({pieces..., "\n"}).write(out);
 }
 
-/// Writes a line about a failed call on standard error: the pieces, ": " and the system's text for `errnum`.
-/// Returns -1. Nothing need save errno for it: `printErrno(errno, "bind error")`.
+/// Writes a line about a failed call to standard error: the pieces, ": " and the system's text for `errnum`.
+/// Returns -1. errno need not be saved first: `printErrno(errno, "bind error")`.
 template<typename... P>
 int printErrno(int errnum, const P&... what) {
     printLine(std::cerr, what..., ": ", errorText(errnum));

@@ -14,7 +14,7 @@ T randomRange(T lo, T hi) {
     }
     constexpr double factor = 4.656612873077393e-10; // 2^-31, exactly
     const double fraction = static_cast<double>(std::rand()) * factor;
-    // hi + 1 - lo wraps to 0 for the full range of T, which then gives lo: one value of 2^64, and no
+    // hi + 1 - lo wraps to 0 for the full range of T, which then gives lo: one of 2^64 values, and no
     // conversion overflows.
     return lo + static_cast<T>(static_cast<double>(static_cast<T>(hi + 1 - lo)) * fraction);
 }

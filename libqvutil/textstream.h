@@ -3,8 +3,8 @@
 #include <sstream>
 #include <string>
 
-/// A string stream for output that lets std::bad_alloc through. A plain one only sets its bad bit when memory
-/// runs out, and the text would end anywhere without anybody noticing.
+/// An output string stream that lets std::bad_alloc through. A plain one only sets its bad bit if memory runs
+/// out, which silently truncates the text.
 class TextStream : public std::ostringstream {
 public:
     TextStream() { exceptions(std::ios_base::badbit); }

@@ -12,8 +12,8 @@ std::uint64_t toMicros(const timespec& time) {
            static_cast<std::uint64_t>(time.tv_nsec) / 1000;
 }
 
-// clock_gettime, not std::chrono::system_clock: on 32-bit ARM the latter's time is 32 bits wide inside the
-// C++ library.
+// clock_gettime, not std::chrono::system_clock: on 32-bit ARM the C++ library uses a 32-bit time for the
+// latter internally.
 timespec timeOf(clockid_t clock) {
     timespec time{};
     clock_gettime(clock, &time);
@@ -67,7 +67,7 @@ void microsleep(unsigned long microseconds, bool interruptible) {
         return;
     }
     timespec rest = toTimespec(std::chrono::microseconds(microseconds));
-    // A relative sleep on the monotonic clock: the kernel counts down what is left over a signal.
+    // A relative sleep on the monotonic clock: the kernel returns the rest after a signal.
     while (clock_nanosleep(CLOCK_MONOTONIC, 0, &rest, &rest) == EINTR && !interruptible) {
     }
 }
