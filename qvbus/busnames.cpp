@@ -14,14 +14,14 @@
 
 namespace {
 
-// The first line of a lock file. A file that begins otherwise is not ours.
+// The first line of a lock file. A file without it is not ours.
 const std::string title = "nodes of qvbus, which holds a lock on this file while it runs\n";
 
 [[noreturn]] void fail(const std::string& what, int errnum) {
     throw QVException(what + ": " + errorText(errnum));
 }
 
-/// Where a symbolic link leads; empty when `name` is none.
+/// The target of a symbolic link; empty if `name` is not one.
 std::string targetOf(const std::string& name) {
     std::array<char, 256> target{};
     const ssize_t n = readlink(name.c_str(), target.data(), target.size());
@@ -51,7 +51,7 @@ BusNames::BusNames(const std::string& _prefix, unsigned int count)
       lockName(_prefix + ".lock") {
     do {
         openLock();
-    } while (!isInPlace()); // the bus that had it has just removed it
+    } while (!isInPlace()); // the bus that held it has just removed it
     removeOld(count);
     append(lock.get(), title, lockName);
 }

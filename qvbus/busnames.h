@@ -5,27 +5,25 @@
 #include <map>
 #include <string>
 
-/// The names under which programs find the nodes of a bus: symbolic links `prefix`0, `prefix`1, … to its
-/// terminals.
+/// The names of a bus's nodes for other programs: symbolic links `prefix`0, `prefix`1, … to its terminals.
 ///
-/// As long as it lives it holds a lock on the file `prefix`.lock, which lists them. So the next bus knows
-/// which names a killed one has left behind, also when their terminals' numbers belong to somebody else
-/// since.
+/// Holds a lock on the file `prefix`.lock, which lists them, as long as it lives. So the next bus knows which
+/// names a killed one left, even if their terminals' numbers have been reused since.
 class BusNames {
 public:
-    /// Takes the lock, and removes the names that a killed bus has left behind: those in its list that still
-    /// lead where the list says, and, of the first `count` names, links to terminals that no longer exist.
-    /// Throws a QVException when another bus has the names, or the lock cannot be had.
+    /// Takes the lock, and removes the names left by a killed bus: those in its list whose target is still
+    /// the listed one and, of the first `count` names, links to terminals that no longer exist. Throws a
+    /// QVException if another bus has the names, or the lock cannot be taken.
     BusNames(const std::string& _prefix, unsigned int count);
 
-    /// Removes the lock and the names, but for those that have been replaced by something else.
+    /// Removes the lock and the names, except those that have since been replaced.
     ~BusNames();
     BusNames(const BusNames&) = delete;
     BusNames& operator=(const BusNames&) = delete;
 
     std::string operator[](unsigned int i) const { return prefix + std::to_string(i); }
 
-    /// Makes name `i` lead to `terminal`. Throws a QVException when the name is taken or cannot be made.
+    /// Makes name `i` a link to `terminal`. Throws a QVException if the name is taken or cannot be created.
     void link(unsigned int i, const std::string& terminal);
 
 private:

@@ -8,11 +8,11 @@
 
 namespace {
 
-// What may still be delivered when the bus has decided to wait: the records of one read, and the last ones of
-// nodes that leave.
+// What may still be delivered after the bus has decided to wait: the records of one read, and the last ones
+// of leaving nodes.
 constexpr std::size_t reserve = 1U << 16U;
 
-/// How many records lie in `bytes`, the first of which may be incomplete.
+/// The number of records in `bytes`, the first of which may be incomplete.
 std::uint64_t recordsIn(const std::vector<std::uint8_t>& bytes) {
     std::uint64_t n = 0;
     bool inOne = false;
@@ -34,7 +34,7 @@ bool BusNode::look() {
         return true;
     }
     if (!present) {
-        terminal.makeRaw(); // a program may have been there between two looks
+        terminal.makeRaw(); // a program may have used it between two checks
     }
     present = inUse;
     return false;

@@ -26,7 +26,7 @@ bool PendingOutput::flush() {
         if (n > 0) {
             text.erase(0, static_cast<std::size_t>(n));
             progress = true;
-        } else if (n == -1 && errno == EAGAIN) { // somebody else has made it non-blocking
+        } else if (n == -1 && errno == EAGAIN) { // another process has made it non-blocking
             break;
         } else if (n == 0 || errno != EINTR) {
             broken = true;
@@ -38,10 +38,10 @@ bool PendingOutput::flush() {
 
 bool PendingOutput::isWritable() const {
     pollfd state{fd, POLLOUT, 0};
-    return poll(&state, 1, 0) > 0; // an error, too: the write tells which
+    return poll(&state, 1, 0) > 0; // or an error, which the write will report
 }
 
-/// Whole lines where they fit, so that lines of other programs on the same pipe come between them.
+/// Complete lines if they fit, so that other programs' lines on the same pipe go between them.
 std::size_t PendingOutput::pieceSize() const {
     if (text.size() <= pieceLimit) {
         return text.size();

@@ -2,8 +2,8 @@
 
 #include <string>
 
-/// Lines for a descriptor that it does not own and that never holds the program up: what its reader has no
-/// room for waits here.
+/// Output lines for a descriptor, which it does not own, that never block the program: what the reader has no
+/// room for is buffered here.
 class PendingOutput {
 public:
     explicit PendingOutput(int _fd) : fd(_fd) {}
@@ -13,12 +13,12 @@ public:
     /// Adds a line and writes what can be written.
     void line(const std::string& _text);
 
-    /// Writes what can be written without waiting. Returns whether anything was written.
+    /// Writes what is possible without waiting. Returns whether anything was written.
     bool flush();
 
     bool empty() const { return text.empty(); }
 
-    /// A write has failed: what waited then, and all lines since, are lost.
+    /// A write has failed: the lines then pending, and all later ones, are lost.
     bool failed() const { return broken; }
 
 private:

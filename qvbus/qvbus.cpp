@@ -58,14 +58,14 @@ int refuse(const char* what, const char* value) {
     return reportError((std::string(what) + " '" + value + "'").c_str());
 }
 
-/// The number in `text`; 0 when something follows it.
+/// The number in `text`; 0 if anything follows it.
 std::uint32_t nodesOf(const char* text) {
     char* end = nullptr;
     static_cast<void>(std::strtoul(text, &end, 0));
     return *end == '\0' ? targetStrtoul(text) : 0;
 }
 
-/// Fills `settings`. Returns false when the run ends here, with `status`.
+/// Fills `settings`. Returns false if the program ends here, with `status`.
 bool readOptions(int argc, char** argv, settings_t& settings, int& status) {
     Options options = makeOptions();
     Options::restart();
@@ -96,7 +96,7 @@ bool readOptions(int argc, char** argv, settings_t& settings, int& status) {
     return true;
 }
 
-/// A descriptor that is readable once a signal asks the bus to end.
+/// A descriptor that becomes readable when a signal requests the end.
 Descriptor stopDescriptor() {
     sigset_t signals;
     sigemptyset(&signals);
@@ -117,7 +117,7 @@ int run(int argc, char** argv) {
     if (!readOptions(argc, argv, settings, status)) {
         return status;
     }
-    // A reader of our output that has gone must not end the bus before its names are removed.
+    // If the reader of our output goes, the bus must not end before its names are removed.
     std::signal(SIGPIPE, SIG_IGN);
     const Descriptor stop = stopDescriptor();
     UserBus bus(settings.prefix, settings.nodes, settings.verbose);

@@ -19,7 +19,7 @@ std::size_t RecordQueue::pop(std::size_t n) {
             ++completed;
         }
     }
-    if (first > bytes.size() / 2) { // so each byte is moved once on average
+    if (first > bytes.size() / 2) { // so that each byte is moved once on average
         bytes.erase(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(first));
         first = 0;
     }

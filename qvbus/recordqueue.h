@@ -5,7 +5,7 @@
 #include <deque>
 #include <vector>
 
-/// Records on their way to a node, in order, at most CAPACITY bytes of them.
+/// Records queued for a node, in order, at most CAPACITY bytes.
 class RecordQueue {
 public:
     static constexpr std::size_t CAPACITY = 1U << 20U;
@@ -15,19 +15,19 @@ public:
     /// Appends a record of `n` bytes, for which there is room.
     void push(const std::uint8_t* record, std::size_t n);
 
-    /// What is next to be handed on: size() bytes. Valid until the next call of push() or pop().
+    /// The next bytes to write: size() bytes. Valid until the next call of push() or pop().
     const std::uint8_t* data() const { return bytes.data() + first; }
     std::size_t size() const { return bytes.size() - first; }
     bool empty() const { return lengths.empty(); }
 
-    /// The first `n` bytes have been handed on. Returns how many records that completes.
+    /// The first `n` bytes were written. Returns how many records that completes.
     std::size_t pop(std::size_t n);
 
-    /// Empties it. Returns how many records were not handed on whole.
+    /// Empties it. Returns how many records were not written completely.
     std::size_t clear();
 
 private:
     std::vector<std::uint8_t> bytes;
     std::size_t first = 0;
-    std::deque<std::size_t> lengths; ///< of each record, as far as it is still in `bytes`
+    std::deque<std::size_t> lengths; ///< of each record, counting what is still in `bytes`
 };

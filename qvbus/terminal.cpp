@@ -38,7 +38,7 @@ Terminal::Terminal(const std::string& purpose)
         throw QVException("pseudo-terminal for " + purpose + ": " + errorText(errno));
     }
     name = path.data();
-    // Linux: a master hangs up while nobody has the terminal open, but only once somebody has had it open.
+    // Linux: a master hangs up while nobody has the terminal open, but only once it has been opened.
     if (!openOtherSide().isOpen()) {
         throw QVException(name + ": " + errorText(errno));
     }
@@ -58,7 +58,7 @@ bool Terminal::hasInput() const {
     return (stateOf(master.get()) & POLLIN) != 0;
 }
 
-// Linux: the settings seen and made at the master are those of the terminal.
+// Linux: settings read and made at the master are those of the terminal.
 void Terminal::makeRaw() {
     termios settings{};
     if (tcgetattr(master.get(), &settings) == 0 && !isRaw(settings)) {
@@ -70,7 +70,7 @@ void Terminal::makeRaw() {
 std::size_t Terminal::unread() const {
     const Descriptor other = openOtherSide();
     int n = 0;
-    // Linux: what was written a moment ago is on its way until somebody polls. FIONREAD alone may miss it.
+    // Linux: bytes just written are in transit until somebody polls. FIONREAD alone may miss them.
     const bool some = (stateOf(other.get()) & POLLIN) != 0;
     return some && ioctl(other.get(), FIONREAD, &n) == 0 ? static_cast<std::size_t>(n) : 0;
 }
@@ -87,7 +87,7 @@ std::vector<std::uint8_t> Terminal::takeBack() {
 }
 
 void Terminal::reset() {
-    tcflush(master.get(), TCOFLUSH); // what is still under way to the terminal
+    tcflush(master.get(), TCOFLUSH); // what is still in transit to the terminal
     termios settings{};
     if (tcgetattr(master.get(), &settings) == 0) {
         cfmakeraw(&settings);

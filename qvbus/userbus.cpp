@@ -17,20 +17,20 @@ namespace {
 
 constexpr std::uint64_t never = std::numeric_limits<std::uint64_t>::max();
 
-// Without inotify: how long a program that has opened a terminal waits until it is noticed, in µs.
+// Without inotify: how long it may take to notice that a program has opened a terminal, in µs.
 constexpr std::uint64_t lookInterval = 20000;
 
 constexpr std::uint64_t endPatience = 1000000; // µs
 
-// How often the bus looks at its end whether a node has read, which nothing tells, in µs.
+// How often the ending bus checks whether a node has read, which no event reports, in µs.
 constexpr std::uint64_t readingInterval = 2000;
 
-// More than a terminal holds between two programs.
+// More than a terminal holds at a time.
 constexpr std::size_t terminalCapacity = 65536;
 
 std::string textOf(const record::view_t& view) {
     std::unique_ptr<MessageBase> message(MessageBase::rebuild(view.kind, view.body, view.bodySize));
-    if (!message) { // of a kind of other tools, or with an invalid body
+    if (!message) { // of another tool's kind, or with an invalid body
         message = std::make_unique<MessageBase>(view.kind, 0);
         message->readBody(view.body, view.bodySize);
     }
@@ -89,7 +89,7 @@ bool UserBus::runUntil(int stopFd) {
     }
 }
 
-/// Adds what the bus may read from.
+/// Adds what the bus may read.
 void UserBus::watchInputs(FdSet& rfds) const {
     if (openings.isOpen()) {
         rfds += openings.get();
@@ -101,7 +101,7 @@ void UserBus::watchInputs(FdSet& rfds) const {
     }
 }
 
-/// Adds what the bus has something to write for.
+/// Adds the descriptors with pending output.
 void UserBus::watchOutputs(FdSet& wfds) const {
     for (const auto& node : nodes) {
         if (node->hasQueued()) {
@@ -115,7 +115,7 @@ void UserBus::watchOutputs(FdSet& wfds) const {
     }
 }
 
-/// Waits until something is ready, or the clock reads `limit`. False when that fails.
+/// Waits until something is ready, or the clock reaches `limit`. False if that fails.
 bool UserBus::wait(FdSet& rfds, FdSet& wfds, std::uint64_t limit) {
     const std::uint64_t now = getMicroSecondsOfDay();
     const timespec timeout =
@@ -132,7 +132,7 @@ bool UserBus::wait(FdSet& rfds, FdSet& wfds, std::uint64_t limit) {
     return true;
 }
 
-/// When the bus must look again though nothing happens.
+/// When the bus must check again if nothing happens.
 std::uint64_t UserBus::nextDeadline() const {
     const std::uint64_t now = getMicroSecondsOfDay();
     std::uint64_t deadline = never;
@@ -166,7 +166,7 @@ void UserBus::lookAtNodes() {
     }
 }
 
-/// Returns the number of bytes that were read.
+/// Returns the number of bytes read.
 std::size_t UserBus::serve(BusNode& node) {
     const std::size_t n = node.receive();
     lookAtNodes(); // a program that came before these bytes were written gets them, too
@@ -202,7 +202,7 @@ void UserBus::report(BusNode& node, bool atEnd) {
     }
 }
 
-/// Writes whatever nodes and outputs take. False when they take nothing.
+/// Writes whatever nodes and outputs accept. False if they accept nothing.
 bool UserBus::flush() {
     const std::uint64_t now = getMicroSecondsOfDay();
     bool progress = out.flush();
@@ -213,7 +213,7 @@ bool UserBus::flush() {
     return progress;
 }
 
-/// Waits until `limit` for somebody to take something. False when nobody does.
+/// Waits until `limit` for anything to be accepted. False if nothing is.
 bool UserBus::writeOnly(std::uint64_t limit) {
     FdSet rfds;
     FdSet wfds;
@@ -221,8 +221,8 @@ bool UserBus::writeOnly(std::uint64_t limit) {
     return wait(rfds, wfds, limit) && flush();
 }
 
-/// What the nodes wrote before the bus was asked to end still crosses it. After `limit` the bus waits for
-/// nobody any more.
+/// What the nodes wrote before the end was requested is still delivered. After `limit` the bus waits for
+/// nobody.
 void UserBus::takeLastInput(std::uint64_t limit) {
     for (const auto& node : nodes) {
         for (std::size_t taken = 0; taken < terminalCapacity && node->hasInput();) {
@@ -244,7 +244,7 @@ std::size_t UserBus::pending() const {
                            [](std::size_t sum, const auto& node) { return sum + node->pending(); });
 }
 
-/// Goes on as long as somebody reads something, until `limit`. What is left then is missed.
+/// Continues as long as any node reads, until `limit`. What is left then is missed.
 void UserBus::handOnQueued(std::uint64_t limit) {
     std::size_t left = pending();
     std::uint64_t now = getMicroSecondsOfDay();

@@ -10,19 +10,19 @@
 #include <string>
 #include <vector>
 
-/// A bus in user space: hands each record that one node writes to all others. One thread.
+/// A bus in user space: passes each record written by one node to all others. One thread.
 ///
-/// Nothing is lost between nodes that read: while a node's queue is full, the bus takes no more from the
-/// others. A node that then reads nothing for BusNode::PATIENCE misses records until it reads again.
+/// Nothing is lost between nodes that read: while a node's queue is full, the bus accepts nothing from the
+/// others. A node that reads nothing for BusNode::PATIENCE then misses records until it reads again.
 class UserBus {
 public:
-    /// Makes `count` nodes under the names `prefix`0, `prefix`1, … Throws a QVException; nothing is left
-    /// behind then. With `_verbose` each record is printed in candump's notation.
+    /// Creates `count` nodes named `prefix`0, `prefix`1, … Throws a QVException; nothing is left behind then.
+    /// With `_verbose` each record is printed in candump's notation.
     UserBus(const std::string& prefix, unsigned int count, bool _verbose);
 
-    /// Runs until `stopFd` is readable; then hands on what is under way, and prints how many records each
-    /// node has sent, received and missed. That takes two seconds at most, whoever does not read. Returns
-    /// false when waiting failed or standard output could not be written, which is reported.
+    /// Runs until `stopFd` is readable; then delivers what is pending, and prints how many records each node
+    /// has sent, received and missed. That takes two seconds at most, even if nobody reads. Returns false if
+    /// waiting failed or standard output could not be written, which is reported.
     bool run(int stopFd);
 
 private:
@@ -50,7 +50,7 @@ private:
     BusNames names;
     std::vector<std::unique_ptr<BusNode>> nodes;
     bool verbose;
-    Descriptor openings; ///< inotify: readable when a program has opened a terminal; none where it is missing
+    Descriptor openings; ///< inotify: readable when a program has opened a terminal; none if unavailable
     PendingOutput out{1};
     PendingOutput err{2};
 };
