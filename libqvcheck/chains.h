@@ -60,16 +60,13 @@ private:
         return placeOf(table, reading, held.key, true);
     }
 
+    /// Each of them but the newest is a damaged frame of a stream that was heard since the first came.
     bool explainedByDamage(const chain_t& chain) const {
-        for (std::uint32_t i = 0; i + 1 < Limits::chain; ++i) {
-            const heldFrame_t& held = *chain[i];
-            const place_t<Limits> place = placeOfDamaged(held);
-            if (place.stream == nullptr || place.distance == 0 ||
-                place.stream->last.number < held.at.number) {
-                return false;
-            }
-        }
-        return true;
+        return std::all_of(chain.begin(), chain.end() - 1, [this, &chain](const heldFrame_t* held) {
+            const place_t<Limits> place = placeOfDamaged(*held);
+            return place.stream != nullptr && place.distance > 0 &&
+                   place.stream->last.number >= chain[0]->at.number;
+        });
     }
 
     stream_t* streamThatHasAll(const chain_t& chain) const {

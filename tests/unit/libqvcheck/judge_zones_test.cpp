@@ -171,3 +171,16 @@ TEST(DamagedFrame, IsPlacedByTwoWitnessesAndNotByOne) {
         EXPECT_EQ(s.foreign, identifierToo ? 1U : 0U);
     }
 }
+
+TEST(ThreeDamagedFrames, ThatAreSoundFarAwayFoundNoStreamWhereOneWasHeardSinceTheFirst) {
+    Judged judged;
+    judged.see(sender, 0, 50);
+    for (std::uint32_t k = 50; k < 54; ++k) {
+        receivedFrame_t frame = sender.frame(k);
+        frame.data[0] ^= k == 51 ? 0 : 0xFF; // sound in itself as well
+        judged.see(frame);
+    }
+    const streamSummary_t s = only(judged.see(sender, 54, 2000).end());
+    EXPECT_EQ(s.totals.corrupted, 3U);
+    EXPECT_EQ(s.totals.lost, 0U);
+}

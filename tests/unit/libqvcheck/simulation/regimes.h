@@ -61,8 +61,6 @@ inline std::vector<regime_t> allRegimes() {
     r->mostLoss = 5 * percent;
     r->mostRepeats = 5 * percent;
     r->mostJitter = 20;
-    r->notExact = 2;
-    r->notExactAtFirst = 1;
 
     r = &add("ManySendersLossRepeatsAndJitter");
     r->mostSenders = 7;
