@@ -47,6 +47,8 @@ private:
 
     void offerRoom(msghdr& header) const;
     void receiveInto(receivedFrame_t* frames, std::size_t n);
+    int receiveOne();
+    int receiveMany(std::size_t n);
     void expect(std::size_t wanted, std::size_t got);
     void take(std::size_t slot, receivedFrame_t& frame);
     void takeControl(msghdr& header, receivedFrame_t& frame);

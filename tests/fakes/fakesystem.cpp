@@ -72,6 +72,8 @@ FORWARD(std::uint64_t, _Z20getMicroSecondsOfDayv, getMicroSecondsOfDay, (), ())
             (clock, flags, time, rest))
 #define LOCALTIME_R(alias)                                                                                   \
     FORWARD(tm*, alias, localtime_r, (const std::time_t* time, tm* local), (time, local))
+#define RECVMSG(alias)                                                                                       \
+    FORWARD(ssize_t, alias, recvmsg, (int fd, msghdr* message, int flags), (fd, message, flags))
 // ioctl and open take their last argument as a variable one. No script asks for open's.
 #define IOCTL(alias)                                                                                         \
     FORWARD(int, alias, ioctl, (int fd, unsigned long request, void* argument), (fd, request, argument))
@@ -86,6 +88,7 @@ PSELECT(pselect)
 CLOCK_GETTIME(clock_gettime)
 CLOCK_NANOSLEEP(clock_nanosleep)
 LOCALTIME_R(localtime_r)
+RECVMSG(recvmsg)
 IOCTL(ioctl)
 OPEN(open)
 OPEN(open64)
@@ -99,6 +102,7 @@ PSELECT(__pselect64)
 CLOCK_GETTIME(__clock_gettime64)
 CLOCK_NANOSLEEP(__clock_nanosleep_time64)
 LOCALTIME_R(__localtime64_r)
+RECVMSG(__recvmsg64)
 IOCTL(__ioctl_time64)
 #endif
 

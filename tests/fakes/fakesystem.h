@@ -29,6 +29,7 @@ struct FakeSystem {
     std::function<int(int, int, int, const void*, socklen_t)> setsockopt;
     std::function<int(int, int, int, void*, socklen_t*)> getsockopt;
     std::function<int(int, const sockaddr*, socklen_t)> bind;
+    std::function<ssize_t(int, msghdr*, int)> recvmsg;
     std::function<int(int, mmsghdr*, unsigned int, int)> recvmmsg; // never with a time-out
     std::function<int(const char*, int)> open;
     std::function<int(int)> close;

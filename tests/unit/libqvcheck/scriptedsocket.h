@@ -35,6 +35,15 @@ public:
             asked.push_back(n);
             return deliver(messages, n);
         };
+        recvmsg = [this](int fd, msghdr* header, int flags) -> ssize_t {
+            EXPECT_EQ(fd, descriptor);
+            EXPECT_EQ(flags, MSG_DONTWAIT);
+            asked.push_back(1);
+            mmsghdr message{*header, 0};
+            const int n = deliver(&message, 1);
+            *header = message.msg_hdr;
+            return n == 1 ? static_cast<ssize_t>(message.msg_len) : -1;
+        };
         getsockopt = [this](int, int, int option, void* value, socklen_t* size) {
             EXPECT_EQ(option, SO_MEMINFO);
             EXPECT_EQ(*size, SK_MEMINFO_VARS * sizeof drops);

@@ -174,6 +174,7 @@ TEST_F(SocketSourceOnAScript, AsksForOneFrameWhereFramesComeOneByOneAndForMoreAt
     std::vector<unsigned int> wanted(33, 1);
     wanted[0] = wanted[16] = wanted[32] = 10;
     EXPECT_EQ(socket.asked, wanted);
+    EXPECT_EQ(read(10), 0U) << "none is there";
 }
 
 TEST_F(SocketSourceOnAScript, AsksForManyFromTheFirstReadThatFindsMoreThanOneUntilOneFindsNoMore) {
