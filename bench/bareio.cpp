@@ -1,4 +1,4 @@
-// The least that a program which sends or answers frames can do: the system calls of qvcan, and nothing else.
+// The minimum of a program that sends or answers frames: the system calls of qvcan, and nothing else.
 //
 //     bareio send INTERFACE FRAMES [fd]     waits for the socket, writes; the frame is always the same
 //     bareio answer INTERFACE               reads an FD frame, writes it back

@@ -1,5 +1,5 @@
-// The least that a program which reads a CAN interface can do: it asks the kernel for what qvcancheck asks,
-// fetches as many frames to a call, and does nothing with them. usage: bareloop INTERFACE
+// The minimum of a program that reads a CAN interface: it requests from the kernel what qvcancheck requests,
+// fetches as many frames per call, and does nothing with them. usage: bareloop INTERFACE
 
 #include "libqvcheck/cansocket.h"
 

@@ -1,4 +1,4 @@
-// Judges frames of one stream, all in order, from memory: what `bench/checking` counts the instructions of.
+// Judges frames of one stream, all in order, from memory; `bench/checking` counts its instructions.
 // usage: judging LENGTH FRAMES DEMANDS, of i (identifier), l (number) and f (FD); empty for none
 
 #include "libqvcheck/judge.h"

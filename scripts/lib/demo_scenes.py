@@ -1,4 +1,4 @@
-"""The scenes of the demo. QV_BIN names the folder of the programs. Every frame that is shown is checked, too."""
+"""The scenes of the demo. QV_BIN names the folder of the programs. Every frame shown is also checked."""
 
 from contextlib import closing, ExitStack
 import os
@@ -17,7 +17,7 @@ from qv.waiting import wait_until  # noqa: E402
 
 COUNT, ERROR_EVERY, FIRST_ID = 12, 7, 0x123
 SENDER = ["-f", "-p", "-l", COUNT, "-t", "50m", "-j", 0, "-e", ERROR_EVERY, "-i", hex(FIRST_ID)]
-SHOWN = 16  # bytes of a frame's 64: the last of them is the first that an answer leaves alone
+SHOWN = 16  # bytes of a frame's 64: the last of them is the first that an answer leaves unchanged
 
 
 def styled(code, text):
@@ -68,7 +68,7 @@ def reading_scene(bus, verdict):
 
 
 def row(seconds, direction, text, clean):
-    """One frame: its first bytes in groups of four; a byte that differs from clean is marked."""
+    """One frame: its first bytes in groups of four; bytes that differ from clean are marked."""
     frame = Frame.parse(text)
     head, _, rest = text.partition("##")
     data, note = "", ""
@@ -152,7 +152,7 @@ def promise_pass(verdict, lines, status):
 
 
 def judged(bus, impaired=""):
-    """The lines of a check, its exit status, and the frames dropped, while a node sends the pattern over a bus that tc impairs so."""
+    """The lines of a check, its exit status, and the dropped frames, while a node sends the pattern over a bus that tc impairs so."""
     netem = Netem(bus.near, *impaired.split()) if impaired else None
     check = Program(Path(os.environ["QV_BIN"], "qvcancheck"), "-d", bus.far, *DEMANDED)
     wait_for_listeners(bus.far, 1)
@@ -177,7 +177,7 @@ def judge_scene(bus, verdict):
 
 
 class Nodes(ExitStack):
-    """qvbus with two nodes, and the programs on it: all end with the scene."""
+    """qvbus with two nodes and their programs, all of which end with the scene."""
 
     def __init__(self):
         super().__init__()
@@ -191,7 +191,7 @@ class Nodes(ExitStack):
         return self.enter_context(closing(Program(Path(os.environ["QV_BIN"], program), *options)))
 
     def listen(self, program, *options):
-        """Returns when it has opened its device."""
+        """Returns once it has opened its device."""
         self.bus.wait_for_out("2 nodes: ")
         listener = self.start(program, *options)
         wait_until(lambda: any("/pts/" in os.readlink(link) for link in Path(f"/proc/{listener.process.pid}/fd").iterdir()),
@@ -209,7 +209,7 @@ def device_file_scene(nodes, verdict):
     sender = nodes.start("qvcandev", *SENDER, "-d", nodes.path("node0"))
 
     def passed(name):
-        """(seconds of the day, frame as printed) of each record that the node wrote."""
+        """(seconds of the day, frame as printed) of each record written by the node."""
         words = [line.split() for line in nodes.bus.out.rpartition("\n")[0].splitlines()]
         return [(sum(float(part) * unit for part, unit in zip(word[1].split(":"), (3600, 60, 1))), word[3])
                 for word in words if word[0] == str(nodes.path(name))]
@@ -241,7 +241,7 @@ def play(scenes, verdict):
                 scene(nodes, verdict)
         return
     for scene in (reading_scene, pattern_scene, *([judge_scene] if judges else [])):
-        bus = Pair()  # a new one for each: its counters start at 0
+        bus = Pair()  # a new one each time: its counters start at 0
         scene(bus, verdict)
         bus.delete()
 

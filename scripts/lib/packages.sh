@@ -1,6 +1,6 @@
-# Shell functions for the scripts that need programs of others: Debian's packages. Source it from bash.
+# Shell functions for scripts that need other programs: Debian's packages. Source it from bash.
 
-# as_root COMMAND...: runs it as root, through sudo if need be.
+# as_root COMMAND...: runs it as root, with sudo if necessary.
 as_root() {
     if [ "$(id -u)" = 0 ]; then
         "$@"
@@ -14,7 +14,7 @@ as_root() {
 
 index_was_updated=false
 
-# need_packages NAME...: installs those that are missing. What it cannot install is named in the last line on standard error.
+# need_packages NAME...: installs missing ones. The last line on standard error names those that cannot be installed.
 need_packages() {
     local name log missing=()
     for name in "$@"; do
@@ -41,7 +41,7 @@ need_packages() {
     rm -f "$log"
 }
 
-# need_programs PROGRAM:PACKAGE...: the same for the packages of programs that are not in PATH. Where all are, no package manager is asked.
+# need_programs PROGRAM:PACKAGE...: the same for packages whose programs are not in PATH. Skips the package manager if none is missing.
 need_programs() {
     local pair missing=()
     for pair in "$@"; do

@@ -1,7 +1,7 @@
-# Shell functions for a run of many stages: what is being done, how far it is, and since when. Source it from bash.
+# Shell functions for a run in stages: the current stage, its progress, and its start. Source it from bash.
 
 logs=$(mktemp -d)
-mkfifo "$logs/never" # nobody writes to it
+mkfifo "$logs/never" # has no writer
 watcher=
 declare -A running=() # name: process group
 
@@ -26,7 +26,7 @@ stage() {
     printf '\n=== %s  %s\n' "$(clock)" "$1"
 }
 
-# start NAME COMMAND...: runs it beside what comes next, in a process group of its own, with its output in $logs/NAME.
+# start NAME COMMAND...: runs it in the background, in a process group of its own, with its output in $logs/NAME.
 start() {
     set -m
     "${@:2}" >"$logs/$1" 2>&1 </dev/null &
@@ -34,7 +34,7 @@ start() {
     running[$1]=$!
 }
 
-# finish NAME: waits for it and shows counts meanwhile. If it failed, shows its output and ends the run.
+# finish NAME: waits for it while showing progress. If it failed, shows its output and ends the run.
 finish() {
     local status=0
     show_counts &
@@ -48,18 +48,18 @@ finish() {
     [ $status = 0 ] || { show_failure "$1"; exit 1; }
 }
 
-# Without the lines of what started and passed.
+# Without the lines about what started and passed.
 show_failure() {
     grep -vE '^ +Start +[0-9]+: | Passed +[0-9.]+ sec$|^\[[0-9]+/[0-9]+\] (Building|Linking) ' "$logs/$1" || true
     printf '\n=== %s  FAILED: %s\n' "$(clock)" "$1"
 }
 
-# how_far NAME: the last count in its output, as ninja ("[3/140] ...") and ctest ("3/1462 Test ...") write them.
+# how_far NAME: the last count in its output, in the format of ninja ("[3/140] ...") or ctest ("3/1462 Test ...").
 how_far() {
     { grep -oE '^ *\[?[0-9]+/[0-9]+' "$logs/$1" || true; } | tail -n 1 | tr -d '[ '
 }
 
-# Until it is killed: where everything is that runs. A terminal has one line for it, which changes each second; elsewhere it is a line in 20 s.
+# Until killed: shows the progress of everything that runs. On a terminal as one line updated each second, otherwise as a line every 20 s.
 show_counts() {
     local never name text pause=20 begin='' end=$'\n'
     if [ -t 1 ]; then

@@ -1,7 +1,7 @@
-// Preloaded into Debian's user-mode kernel where the processor has AMX. That kernel (6.1) keeps 2696 bytes of
-// a process's extended register state. With AMX the host has 11008, and PTRACE_SETREGSET with NT_X86_XSTATE
+// Preloaded into Debian's user-mode kernel if the processor has AMX. That kernel (6.1) keeps 2696 bytes of a
+// process's extended register state. With AMX the host has 11008, and PTRACE_SETREGSET with NT_X86_XSTATE
 // fails with EFAULT unless it gets them all. The missing bytes are zeros: they are AMX's tiles, which are
-// unused unless a process asks for them, and the header that the kernel hands over marks them so.
+// unused unless a process requests them, and the header that the kernel passes on marks them so.
 
 #include <algorithm>
 #include <array>
