@@ -1,4 +1,4 @@
-"""What a soak did to the frames, held against what the programs say of it: a row for each figure of each phase."""
+"""What a soak did to the frames, compared with what the programs report: a row for each figure of each phase."""
 
 from dataclasses import dataclass, field
 
@@ -32,14 +32,14 @@ class Account:
         self.rows.append(Row(self.phase, kind, low, high, found))
 
     def holds(self, what, kept):
-        """A promise that is no figure."""
+        """A promise without a figure."""
         self.within(what, 1, 1, int(bool(kept)))
 
     def broken(self, phase=None):
         return [row for row in self.rows if not row.kept and phase in (None, row.phase)]
 
     def by_kind(self):
-        """[kind, figures held, wanted at least, at most, found], the kinds in the order of their first row."""
+        """[kind, figures that agree, at least, at most, found], the kinds in the order of their first row."""
         sums = {}
         for row in self.rows:
             one = sums.setdefault(row.kind, [row.kind, 0, 0, 0, 0])

@@ -1,4 +1,4 @@
-"""The bus of a soak: a pair of interfaces that is disturbed, and one beside it on which nothing may go wrong."""
+"""The bus of a soak: a pair of interfaces that is disturbed, and an undisturbed one on which nothing may go wrong."""
 
 from contextlib import closing
 import json
@@ -21,7 +21,7 @@ KINDS = {"classic": [], "FD": ["-f"], "BRS": ["-b"]}
 
 
 def asleep(pid):
-    """Does every thread of the process wait for something?"""
+    """Whether every thread of the process is waiting."""
     try:
         stats = [Path(f"/proc/{pid}/task/{thread}/stat").read_text() for thread in os.listdir(f"/proc/{pid}/task")]
     except OSError:
@@ -30,7 +30,7 @@ def asleep(pid):
 
 
 class Verdict:
-    """What a check said at its end."""
+    """The result of a check."""
 
     def __init__(self, check):
         self.objects = check.objects()
@@ -55,7 +55,7 @@ class Bed:
         self.started, self.checks = [], []
         self.bus, self.calm = Pair("vxcan0", "vxcan1"), Pair("vxcan2", "vxcan3")
         self.lost_coming_up = 0 if os.cpu_count() == 1 else size  # the link is up before its queue runs again
-        self.refused = 0  # frames that the kernel counts as received and hands to nobody: their length is wrong
+        self.refused = 0  # frames that the kernel counts as received but delivers to nobody: their length is wrong
         self.watcher = Check("-d", self.bus.far, "-I", 10)
         self.begin_calm()
 
@@ -78,12 +78,12 @@ class Bed:
         return self.started[-1]
 
     def check(self, *options):
-        """-w: on a machine that stands still for a second no frame is late for that, and no check is over before it has been asked."""
+        """-w: if the machine stalls for a second no frame is late for that, and no check is over before it was asked."""
         self.checks.append(self.start(Check, "-d", self.bus.far, "-w", 60, "--idle", 3600, *options))
         return self.checks[-1]
 
     def streams(self, most=3):
-        """(kind's options, identifiers): some streams with different low bytes, of one format."""
+        """(kind's options, identifiers): some streams with different low bytes, in one format."""
         kind = self.random.choice(list(KINDS.values()))
         extended = self.random.choice((0, EFF | 0x1A2B3C00))
         low = self.random.sample(LOW_BYTES, self.random.randint(1, most))
@@ -100,7 +100,7 @@ class Bed:
         return self.start(Qvcan, "-d", self.bus.near, "-p", *self.demands(ids, count), *pace, *options)
 
     def sent(self, program):
-        """Waits for its end, which must be one without a word but of writes that failed; and gives their number."""
+        """Waits for its end, without any output except on failed writes, and returns their number."""
         status = program.exit_status(1200)
         lines = program.err.splitlines(keepends=True)
         failed = [line for line in lines if line in (WRITE_DOWN, WRITE_FULL)]
@@ -114,13 +114,13 @@ class Bed:
         return Netem(self.bus.near, *words)
 
     def settled(self, netem):
-        """tc's figures when nothing waits there any more, and the interface as it was."""
+        """tc's figures once its queue is empty; then restores the interface."""
         figures = netem.delivered()
         command("tc", "qdisc", "del", "dev", self.bus.near, "root")
         return figures
 
     def all_delivered(self, back=False):
-        """Behind all that was sent: a frame of our own has arrived."""
+        """Returns once a frame of our own, sent after all others, has arrived."""
         ends = (self.bus.far, self.bus.near) if back else (self.bus.near, self.bus.far)
         with closing(Peer(ends[0])) as here, closing(Peer(ends[1])) as there:
             here.send(MARK)
@@ -128,12 +128,12 @@ class Bed:
                 pass
 
     def all_answered(self, answerer):
-        """Its threads wait: nothing is left in its queue."""
+        """Returns once its threads wait, as then its queue is empty."""
         wait_until(lambda: asleep(answerer.process.pid), lambda: f"{answerer} to wait")
         self.all_delivered(back=True)
 
     def verdict(self, check, number=signal.SIGINT):
-        """Ends it once it waits: it has read what has been delivered then."""
+        """Ends it once it waits, and thus has read everything delivered."""
         wait_until(lambda: not check.runs() or asleep(check.process.pid), lambda: f"{check} to wait")
         check.ended(number)
         return Verdict(check)
@@ -153,7 +153,7 @@ class Bed:
     # --- a phase ------------------------------------------------------------------------------------------
 
     def play(self, phase):
-        """Gives the frames that arrived at either end, its own marks left out."""
+        """Returns the frames that arrived at either end, without its own marks."""
         before = [self.bus.counters(name)[0] for name in (self.bus.far, self.bus.near)]
         self.sent_before = self.bus.counters(self.bus.near)[1]
         phase(self)
@@ -169,7 +169,7 @@ class Bed:
         return far + near
 
     def show_checks(self):
-        """What there is to look at when a figure is wrong."""
+        """Shows the details for a wrong figure."""
         for check in self.checks:
             summary = check.summary()
             print(check.words[2:], summary["verdictLine"], summary["findings"])
@@ -184,7 +184,7 @@ class Bed:
     # --- the end ------------------------------------------------------------------------------------------
 
     def finish(self):
-        """Gives the frames that crossed the bus beside."""
+        """Returns the frames that crossed the undisturbed bus."""
         self.judge_calm()
         self.judge_watcher()
         return sum(self.calm.counters(self.calm.near))

@@ -1,4 +1,4 @@
-"""The soak over qvbus: nodes of a bus in user space, whose own counts at its end are the oracle. Each function below is one phase."""
+"""The soak over qvbus: nodes of a bus in user space, whose own final counts are the oracle. Each function below is one phase."""
 
 from contextlib import suppress
 import os
@@ -16,7 +16,7 @@ from qv.waiting import wait_until
 from qv.watched import Program
 from usage import Watched
 
-SENTINEL = 0x8ABCDEF0  # of a stream that is sent behind all others, which are of standard identifiers
+SENTINEL = 0x8ABCDEF0  # of a stream that is sent after all others, which have standard identifiers
 SENDER, CHECK, ANSWERER, FURTHER = range(4)
 FAILED = re.compile(r"write(?: error: .*|: incomplete CAN frame)\n")
 
@@ -26,7 +26,7 @@ def built(name):
 
 
 class Bus:
-    """A bus of its own, and programs at its nodes."""
+    """A bus, and programs at its nodes."""
 
     def __init__(self, folder, nodes=4):
         self.paths = [f"{folder}/node{number}" for number in range(nodes)]
@@ -53,7 +53,7 @@ class Bus:
         return self.node(node, "-p", *[word for first in ids for word in ("-i", hex(first))], "-l", count, *pace, *options)
 
     def end_check(self, check):
-        """Once it has seen a stream that was sent behind all others. That is sent again where the terminal was full; `unseen` are its frames
+        """Ends it once it has seen a stream sent after all others. That is sent again if the terminal was full; `unseen` are its frames
         that the check has not read."""
         def seen():
             return any(one["start"] == SENTINEL & 0x1FFFFFFF for one in check.objects("stream"))
@@ -102,7 +102,7 @@ class Bed:
         return [self.random.choice((0, 0x100, 0x600)) | low for low in self.random.sample((0x01, 0x47, 0x93), self.random.randint(1, 3))]
 
     def sent(self, program):
-        """Waits for its end; gives the writes that failed."""
+        """Waits for its end; returns the number of failed writes."""
         status = program.exit_status(1200)
         failed = len(FAILED.findall(program.err))
         self.account.holds("senders ended as they should", status == 0 and FAILED.sub("", program.err) == "")
@@ -152,7 +152,7 @@ def undisturbed(bed):
 
 
 def judge(bed, check, count, failed):
-    """The bus says what the check's terminal had no room for, and the sender what the bus did not get."""
+    """The bus reports what the check's terminal had no room for, and the sender what the bus did not get."""
     found = bed.bus.end_check(check)
     counts = bed.bus.counts()
     intact, lost, repeated = sums(found, "intact", "lost", "repeated")
@@ -178,7 +178,7 @@ def injection(bed):
 
 
 def disturbed(bed, who):
-    """Whoever who() names of (sender, bus) is stopped for a while, three times."""
+    """The program that who(sender, bus) returns is stopped for a while, three times."""
     kind = bed.random.choice(([], ["-f"]))
     check = bed.bus.check("-i", 1, "-l", bed.size, *kind)
     sender = bed.bus.sender([1], bed.size, *kind)
@@ -195,7 +195,7 @@ def stopped_sender(bed):
 
 
 def stopped_check(bed):
-    """Until its terminal is full: the bus counts what it misses."""
+    """Stopped until its terminal is full: the bus counts what it misses."""
     check = bed.bus.check("-i", 1, "-l", bed.size)
     check.stop()
     failed = bed.sent(bed.bus.sender([1], bed.size, gap=0))
@@ -251,7 +251,7 @@ def answerer_again(bed):
 
 
 def garbage(bed):
-    """Another node writes pieces of records between: the bus says so, and hands them to nobody."""
+    """Another node writes pieces of records in between: the bus reports them and delivers them to nobody."""
     check = bed.bus.check("-i", 1, "-l", bed.size)
     sender = bed.bus.sender([1], bed.size)
     piece = Record(0x123, bytes(8)).pack()[:bed.random.randint(1, 30)]

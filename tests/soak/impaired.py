@@ -13,14 +13,14 @@ ERROR_FRAME = 0x20000000
 
 
 def run(bed, kind, ids, count, *options, gap=250):
-    """A whole sending under judgement, nothing waiting at its end: (sender, writes that failed, check)."""
+    """A complete run under judgement, with empty queues at its end: (sender, failed writes, check)."""
     check = bed.check(*bed.demands(ids, count), *kind)
     sender = bed.sender(ids, count, *kind, *options, gap=gap)
     return sender, bed.sent(sender), check
 
 
 def loss(bed):
-    """Any number of streams; those with one low byte, too."""
+    """Any number of streams, including some with the same low byte."""
     kind, ids = bed.streams()
     netem = bed.netem("loss", f"{bed.random.randint(1, 20)}%")
     _, _, check = run(bed, kind, ids, bed.count(ids))
@@ -35,8 +35,8 @@ def loss(bed):
 
 
 def equal_low_bytes(bed):
-    """Senders that stand still for a while may meet in one counter; which of them goes on from there nobody can tell. Then one stream is
-    longer than it was to be, and the other seems to have lost as many frames at its end."""
+    """Senders that stall may meet at one counter, and then nobody can tell which of them continues from there. One stream then is
+    longer than planned, and the other seems to have lost as many frames at its end."""
     ids = [0x100, 0x200, 0x300]
     netem = bed.netem("loss", "3%")
     _, _, check = run(bed, [], ids, bed.count(ids))
@@ -62,7 +62,7 @@ def duplication(bed):
 
 
 def loss_and_duplication(bed):
-    """A copy passes tc again and may be lost itself."""
+    """A copy passes tc again and may itself be lost."""
     kind, ids = bed.streams()
     netem = bed.netem("loss", "5%", "duplicate", "5%")
     before = bed.received()
@@ -80,7 +80,7 @@ def counters(frames):
 
 
 def overtaken(arrived):
-    """How many came behind one with a higher counter."""
+    """How many came after one with a higher counter."""
     highest, behind = 0, 0
     for counter in arrived:
         behind += counter < highest
@@ -89,7 +89,7 @@ def overtaken(arrived):
 
 
 def reordering(bed):
-    """candump beside the check says in what order they came."""
+    """candump next to the check shows in what order they came."""
     seen = bed.start(Candump, bed.bus.far, bed.bus.near)
     netem = bed.netem("delay", "20ms", "reorder", "25%", "gap", 3)
     count = min(bed.size, 20000)  # candump's queue holds a few more
@@ -107,8 +107,8 @@ def reordering(bed):
 
 
 def bit_errors(bed):
-    """A flip in the padding leaves a frame intact; one in the length or in the flags of the identifier may make it one that the kernel
-    refuses, or of no pattern."""
+    """A flip in the padding leaves a frame intact; one in the length or in the flags of the identifier may make it a frame that the
+    kernel refuses, or that is of no pattern."""
     netem = bed.netem("corrupt", "3%")
     count = bed.size
     _, _, check = run(bed, bed.random.choice(([], ["-f"])), [1], count)
@@ -156,7 +156,7 @@ def injection_and_loss(bed):
 
 
 def senders_link(bed):
-    """What could not be written never was on the bus."""
+    """Frames that could not be written never were on the bus."""
     kind, ids = bed.streams()
     count = bed.count(ids)
     check = bed.check(*bed.demands(ids, count), *kind)
@@ -192,7 +192,7 @@ def checks_link(bed):
     blamed = causes(verdict.summary).get("this host, link", 0)
     bed.account.same("intact = arrived", arrived, intact)
     bed.account.same("intact + lost", bed.size, intact + lost)
-    # A check that gets no processor as the link changes may take the moment for a later one, behind the gap.
+    # A check that gets no processor during the link change may date it later, after the gap.
     bed.account.within("lost by this host's link", 0, bed.size - arrived, blamed)
 
 
@@ -224,7 +224,7 @@ def traffic_of_others(bed):
 
 
 def error_frames(bed):
-    """Overflows of the driver, said between two frames of the stream."""
+    """Driver overflows, reported between two frames of the stream."""
     check = bed.check(*bed.demands([1], bed.size))
     sender = bed.sender([1], bed.size)
     told = bed.random.randint(1, 9)

@@ -22,12 +22,12 @@ def say(text):
 
 
 def kind_of_bus(name):
-    """The module of its Bed and PHASES."""
+    """The module with its Bed and PHASES."""
     return importlib.import_module({"can": "canbus", "device_file": "devicefile"}[name])
 
 
 def plan(phases, chance):
-    """Every phase once in an order drawn by lot, then all of them again."""
+    """All phases once in random order, then all of them again."""
     while True:
         yield from chance.sample(phases, len(phases))
 

@@ -1,4 +1,4 @@
-"""Phases in which programs are stopped, ended and started again, and the clock is set. Each function is one phase."""
+"""Phases in which programs are stopped, ended and restarted, and the clock is set. Each function is one phase."""
 
 from pathlib import Path
 import signal
@@ -12,12 +12,12 @@ SOCKET_QUEUE = 278  # FD frames that a receive queue of default size holds
 
 
 def wait_for_sent(bed, count, sender):
-    """Or for its end: on a slow machine more has been sent than was seen."""
+    """Or for its end: on a slow machine more may have been sent than was seen."""
     wait_until(lambda: bed.bus.counters(bed.bus.near)[1] >= count or not sender.runs(), lambda: f"{count} frames of {sender}")
 
 
 def undisturbed(bed, disturb):
-    """All is judged intact whatever disturb(sender) does."""
+    """Everything is judged intact, whatever disturb(sender) does."""
     kind, ids = bed.streams()
     count = bed.count(ids)
     check = bed.check(*bed.demands(ids, count), *kind)
@@ -31,7 +31,7 @@ def undisturbed(bed, disturb):
 
 
 def stopped_sender(bed):
-    """What fell due meanwhile goes out back to back."""
+    """What fell due in the meantime is sent back to back."""
     def disturb(sender):
         for _ in range(3):
             sender.stop()
@@ -41,7 +41,7 @@ def stopped_sender(bed):
 
 
 def sender_again(bed):
-    """Ended in the middle, and started again from its first frame."""
+    """Ended halfway, and restarted from its first frame."""
     sent = bed.bus.counters(bed.bus.near)[1]
     check = bed.check()
     for _ in range(2):
@@ -61,7 +61,7 @@ def sender_again(bed):
 
 
 def stopped_check(bed):
-    """Its queue holds what comes meanwhile, and overflows."""
+    """Its queue holds what comes in the meantime, and overflows."""
     kind = bed.random.choice(([], ["-f"]))
     count = 27000
     check = bed.check(*bed.demands([1], count), *kind)
@@ -81,7 +81,7 @@ def stopped_check(bed):
 
 
 def check_again(bed):
-    """Two checks, one behind the other: together they see all."""
+    """Two checks, one after the other: together they see everything."""
     intact, sender = 0, None
     for last in (False, True):
         check = bed.check()
@@ -100,8 +100,8 @@ def check_again(bed):
 
 
 def answered(bed, disturb):
-    """Both directions under judgement while disturb(bed, answerer, sender) does something to the answering node; it gives the node that is
-    there then. Fewer than three answers in a row make no stream."""
+    """Both directions under judgement while disturb(bed, answerer, sender) does something to the answering node; it returns the current
+    node. Fewer than three consecutive answers make no stream."""
     check = bed.check("-d", bed.bus.near)
     answerer = bed.start(Answerer, bed.bus.far, "-f")
     rx, tx = bed.bus.counters(bed.bus.near)
@@ -140,14 +140,14 @@ def is_our_own_kernel():
 
 
 def seen_by_all(bed):
-    """Waits until each direction beside has stamps of the new time: a clock that is set forth and back in between leaves no trace."""
+    """Waits until each undisturbed direction has stamps of the new time: setting the clock forth and back in between leaves no trace."""
     ends = (bed.calm.near, bed.calm.far)
     before = [bed.calm.counters(name)[0] for name in ends]
     wait_until(lambda: all(bed.calm.counters(name)[0] >= count + 3 for name, count in zip(ends, before)), "frames beside")
 
 
 def clock_set(bed):
-    """Only where the clock is the user-mode kernel's: the machine's own stays."""
+    """Only on the user-mode kernel's own clock: the machine's is left alone."""
     def disturb(sender):
         for _ in range(4 if is_our_own_kernel() else 0):
             step = bed.random.choice((-1, 1)) * bed.random.choice((0.5, 1, 30, 86400))

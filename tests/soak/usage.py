@@ -1,4 +1,4 @@
-"""What a program takes of the machine."""
+"""The machine's resources that a program uses."""
 
 from dataclasses import dataclass
 import os
@@ -7,7 +7,7 @@ import time
 
 
 def descriptors(folder):
-    """Without one that is open for a moment only, as that of a counter is that is read each second."""
+    """Without descriptors that are open only for a moment, such as those of counters read each second."""
     counts = []
     for _ in range(5):
         counts.append(len(os.listdir(folder)))
@@ -19,7 +19,7 @@ def descriptors(folder):
 class Usage:
     resident: int  # KiB
     descriptors: int
-    ticks: int  # of processor time, user and system, 100 a second
+    ticks: int  # processor time, user and system, in 1/100 s
 
     @classmethod
     def of(cls, pid):
@@ -31,11 +31,11 @@ class Usage:
 
 @dataclass
 class Watched:
-    """A program that runs from the beginning of a soak to its end."""
+    """A program that runs for the entire soak."""
 
     name: str
     process: object  # with pid
-    growth: int  # KiB that it may grow by
+    growth: int  # KiB by which it may grow
     start: Usage = None
     end: Usage = None
 

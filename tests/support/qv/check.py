@@ -1,4 +1,4 @@
-"""qvcancheck on recordings: its text, its JSON, which is held against the schema, and its status."""
+"""qvcancheck on recordings: its text, its JSON, validated against the schema, and its status."""
 
 import functools
 import json
@@ -9,7 +9,7 @@ import jsonschema
 from qv.program import Result, run
 
 SCHEMA = Path(__file__).resolve().parents[3] / "docs" / "check.schema.json"
-DEFINITIONS = {"stream": "streamEvent"}  # event: where its shape is, if not under its own name
+DEFINITIONS = {"stream": "streamEvent"}  # event: the name of its shape, if different
 
 
 @functools.cache
@@ -25,7 +25,7 @@ def hold_to_schema(each):
 
 
 def objects(text):
-    """The lines of JSON, each held against the shape of its event; the first is the start, the last the summary."""
+    """The JSON lines, each validated against the shape of its event; the first is the start, the last the summary."""
     found = [json.loads(line) for line in text.splitlines()]
     for each in found:
         hold_to_schema(each)
@@ -45,7 +45,7 @@ class Check:
         return run("qvcancheck", *options, self.path)
 
     def verdict(self, *options):
-        """(last line, status); nothing else is said with -q."""
+        """(last line, status); with -q there is no other output."""
         done = self.run("-q", *options)
         assert done.err == "" and done.out.count("\n") == 1
         return done.out.rstrip("\n"), done.status

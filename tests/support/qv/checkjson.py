@@ -1,4 +1,4 @@
-"""What qvcancheck --json tells, made up: a run whose every figure is known."""
+"""Made-up output of qvcancheck --json: a run of which every figure is known."""
 
 import json
 
@@ -6,7 +6,7 @@ NS = 1000000000
 
 
 def bucket_end(ns):
-    """The last ns of the bucket that a time falls into: 32 an octave, from 128 ns on."""
+    """The last ns of the bucket for a time: 32 per octave, from 128 ns on."""
     ns = max(ns, 128)
     width = 1 << (ns.bit_length() - 6)
     return ns // width * width + width - 1

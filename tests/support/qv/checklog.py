@@ -1,4 +1,4 @@
-"""Recordings of the pattern as candump would make them, with faults where a test wants them."""
+"""Recordings of the pattern as candump would make them, with faults as a test requests."""
 
 from dataclasses import dataclass, field
 
@@ -60,5 +60,5 @@ def log_of(frames):
 
 
 def clean_log(n, **options):
-    """What a sender of so many frames leaves in a log when nothing goes wrong."""
+    """The log of a sender of so many frames if nothing goes wrong."""
     return log_of(sent(n, **options))

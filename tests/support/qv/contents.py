@@ -1,4 +1,4 @@
-"""What is installed, and where: the one list that packages, tarballs and installations are held against."""
+"""What is installed, and where: the one list against which packages, tarballs and installations are checked."""
 
 from pathlib import PurePosixPath
 
@@ -7,7 +7,7 @@ PAGES = ("man1/qvcan.1", "man1/qvcandev.1", "man1/qvbus.1", "man1/qvcancheck.1",
 
 
 def installed(tree):
-    """File below the prefix: mode, of an installation of the source tree."""
+    """File below the prefix: mode, for an installation of the source tree."""
     files = {f"bin/{name}": 0o755 for name in PROGRAMS}
     plain = [f"share/man/{page}" for page in PAGES]
     plain += [f"share/bash-completion/completions/{name}" for name in PROGRAMS]
@@ -18,20 +18,20 @@ def installed(tree):
 
 
 def plotting(tree):
-    """The same of qvcancheck-plot, which only the desk needs."""
+    """The same for qvcancheck-plot, which only a workstation needs."""
     plain = ["share/man/man1/qvcancheck-plot.1", "share/bash-completion/completions/qvcancheck-plot"]
     plain += [f"share/qv/qvplot/{path.name}" for path in (tree / "qvplot").glob("*.py")]
     return {"bin/qvcancheck-plot": 0o755} | dict.fromkeys(plain, 0o644)
 
 
 def packaged_plot(tree):
-    """What qv-plot holds, below /usr."""
+    """The contents of qv-plot, below /usr."""
     files = {(f"{path}.gz" if path.startswith("share/man/") else path): mode for path, mode in plotting(tree).items()}
     return files | dict.fromkeys(["share/doc/qv-plot/copyright", "share/doc/qv-plot/changelog.Debian.gz"], 0o644)
 
 
 def packaged(tree):
-    """The same of a .deb, below /usr: pages and changelogs as Debian policy (12.1, 12.7) wants them, completion where its zsh looks."""
+    """The same for a .deb, below /usr: pages and changelogs as in Debian policy (12.1, 12.7), completion where its zsh searches."""
     files = {(f"{path}.gz" if path.startswith("share/man/") else path): mode for path, mode in installed(tree).items()}
     for moved in ("share/doc/qv/CHANGELOG.md", "share/zsh/site-functions/_qv"):
         del files[moved]
@@ -40,7 +40,7 @@ def packaged(tree):
 
 
 def below(prefix, files):
-    """The files below a prefix, with the folders that lead to them; "" is the root of all."""
+    """The files below a prefix, with their parent folders; "" is the root of all."""
     found = {f"{prefix}{path}": mode for path, mode in files.items()}
     folders = {str(parent) for path in found for parent in PurePosixPath(path).parents} - {"."}
     return found | dict.fromkeys(folders, 0o755)

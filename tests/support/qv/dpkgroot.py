@@ -1,11 +1,11 @@
-"""A root of its own for dpkg, in which nothing is installed but what the package depends on, and that in the database only."""
+"""A separate root for dpkg, in which only the package's dependencies are installed, and those only in the database."""
 
 import os
 import shutil
 
 from qv.packager import run, succeed
 
-# The libraries of Debian 12, the release that the packages are made for.
+# The libraries of Debian 12, the release for which the packages are made.
 DEBIAN_12 = {"libc6": "2.36-9", "libgcc-s1": "12.2.0-14", "libstdc++6": "12.2.0-14"}
 
 
@@ -27,20 +27,20 @@ class DpkgRoot:
         (database / "arch").write_text("".join(f"{name}\n" for name in sorted({own, architecture})), encoding="utf-8")
 
     def dpkg(self, *words, check=True):
-        """dpkg in this root. The machine's own log and its own leaving out of documents stay away."""
+        """dpkg in this root. The machine's own log, and its rules that omit documents, do not apply."""
         as_root = ["fakeroot", "--"] if os.geteuid() != 0 else []
         forced = ["--force-not-root"] if as_root else []
         command = [*as_root, "dpkg", *forced, f"--root={self.folder}", "--log=/dev/null", "--path-include=*", *words]
         return (succeed if check else run)(*command)
 
     def version(self):
-        """The version that is installed, or None."""
+        """The installed version, or None."""
         done = run("dpkg-query", f"--admindir={self.folder}/var/lib/dpkg", "--show", "--showformat=${db:Status-Status} ${Version}", "qv")
         status, _, version = done.stdout.partition(" ")
         return version if status == "installed" else None
 
     def files(self):
-        """Every file and folder outside dpkg's database, with its contents' bytes."""
+        """Every file and folder outside dpkg's database, with its contents."""
         return {
             str(path.relative_to(self.folder)): path.read_bytes() if path.is_file() else None
             for path in self.folder.rglob("*")
@@ -48,12 +48,12 @@ class DpkgRoot:
         }
 
     def traces(self):
-        """What dpkg's own database still knows of the package."""
+        """What dpkg's own database still contains about the package."""
         return sorted(path.name for path in (self.folder / "var/lib/dpkg/info").glob("qv*"))
 
 
 def older(deb, folder):
-    """The package as a version before it would have been: other programs, and files that are no longer in it."""
+    """The package as an earlier version might have been: other programs, and files that no longer exist."""
     tree = folder / "older"
     succeed("dpkg-deb", "--raw-extract", deb, tree)
     control = tree / "DEBIAN/control"

@@ -10,7 +10,7 @@ EFF_MASK = 0x1FFFFFFF
 
 BRS = 0x01
 ESI = 0x02
-FDF = 0x04  # set by the kernel itself (6.1 and later), so it tells nothing about the sender
+FDF = 0x04  # set by the kernel itself (6.1 and later), so it says nothing about the sender
 
 CAN_MTU = 16
 CANFD_MTU = 72
@@ -21,7 +21,7 @@ class Frame:
     can_id: int  # as in SocketCAN: EFF and RTR in the upper bits
     data: bytes
     fd: bool = False
-    flags: int = 0  # of an FD frame, FDF left out
+    flags: int = 0  # of an FD frame, without FDF
     length: int = -1  # of a remote frame, which carries a length and no data
 
     @property
@@ -33,7 +33,7 @@ class Frame:
         return self.can_id & (EFF_MASK if self.extended else SFF_MASK)
 
     def __str__(self):
-        """As in candump's log form: 123#0011, 123##100, 12345678#R8."""
+        """In candump's log notation: 123#0011, 123##100, 12345678#R8."""
         number = f"{self.number:08X}" if self.extended else f"{self.number:03X}"
         if self.fd:
             return f"{number}##{self.flags:X}{self.data.hex().upper()}"
@@ -74,7 +74,7 @@ def length_code(length):
 
 
 def payload(first, k, length, error_every=0):
-    """Of frame k of a pattern sender that counts from first; each error_every-th has one byte inverted."""
+    """Payload of frame k of a pattern sender that counts from first; each error_every-th has one byte inverted."""
     data = bytearray(((first + k) % 2**32).to_bytes(4, "big") + bytes((i + k) % 256 for i in range(length - 4)))
     if error_every and (k + 1) % error_every == 0:
         data[((k + 1) // error_every - 1) % length_code(length)] ^= 0xFF
@@ -82,13 +82,13 @@ def payload(first, k, length, error_every=0):
 
 
 def answered(data):
-    """The payload of an answer: the leading bytes complemented, the rest as it came."""
+    """The payload of an answer: the leading bytes complemented, the rest unchanged."""
     code = length_code(len(data))
     return bytes(byte ^ 0xFF for byte in data[:code]) + data[code:]
 
 
 def pattern(can_id, count, *, fd=False, brs=False, error_every=0, start=0):
-    """The frames start, start + 1, ... of a pattern sender that was given can_id."""
+    """The frames start, start + 1, ... of a pattern sender started with can_id."""
     mask = EFF_MASK if can_id & EFF else SFF_MASK
     first = can_id & mask
     length = 64 if fd else 8
@@ -103,18 +103,18 @@ def pattern(can_id, count, *, fd=False, brs=False, error_every=0, start=0):
 
 
 def answer(frame, *, brs=False):
-    """What an answering node on an FD bus makes of an FD frame: a data frame with its own BRS setting."""
+    """An answering node's answer on an FD bus to an FD frame: a data frame with the node's own BRS setting."""
     mask = EFF_MASK if frame.extended else SFF_MASK
     return Frame((~frame.number & mask) | (frame.can_id & EFF), answered(frame.data), True, BRS if brs else 0)
 
 
 def reflected(frame):
-    """What canfdtest sends back for a classic frame: identifier and every data byte one up."""
+    """canfdtest's reply to a classic frame: identifier and every data byte one up."""
     return replace(frame, can_id=frame.can_id + 1, data=bytes((byte + 1) % 256 for byte in frame.data))
 
 
 def difference(seen, expected):
-    """None if both lists are the same, else one line on the first difference."""
+    """None if the lists are equal, else one line about the first difference."""
     for index, (one, other) in enumerate(zip(seen, expected)):
         if one != other:
             place = next((i for i, (a, b) in enumerate(zip(one.data, other.data)) if a != b), None)

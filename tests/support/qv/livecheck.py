@@ -1,4 +1,4 @@
-"""qvcancheck on the bus, and tc as the judge of its counts."""
+"""qvcancheck on the bus, and tc to check its counts."""
 
 import json
 import os
@@ -12,18 +12,18 @@ from qv.watched import Program
 
 
 class Check(Program):
-    """Listens on all its interfaces when the constructor returns. Its report is JSON, each object held against the schema."""
+    """Listens on all its interfaces when the constructor returns. Its report is JSON, each object validated against the schema."""
 
     def __init__(self, *options):
         names = [name for option, name in zip(options, options[1:]) if option == "-d" and "/" not in name]
         before = {name: listeners(name) for name in names}
-        self.held = 0  # objects that were held against the schema
+        self.held = 0  # objects that were validated
         super().__init__(Path(os.environ["QV_BIN"], "qvcancheck"), "--json", *options)
         for name in names:
             wait_for_listeners(name, before[name] + 1)
 
     def objects(self, event=None):
-        """What it told so far, or those of that kind."""
+        """The objects reported so far, or those of one event."""
         told = [json.loads(line) for line in self.out.splitlines(keepends=True) if line.endswith("\n")]
         for one in told[self.held:]:
             hold_to_schema(one)
@@ -37,7 +37,7 @@ class Check(Program):
         wait_until(lambda: any(one["what"] == what for one in self.objects("event")), lambda: f"{what} in {self}")
 
     def ended(self, signal_number=signal.SIGINT):
-        """Ends it, and gives its exit status."""
+        """Ends it, and returns its exit status."""
         self.signal(signal_number)
         return self.exit_status()
 
@@ -57,7 +57,7 @@ def causes(summary):
 
 
 class Netem:
-    """Impairs what leaves by the interface. Its queue has room for every frame of a test: what it drops, it was told to drop."""
+    """Impairs what the interface sends. Its queue has room for every frame of a test: it drops only what it was set to drop."""
 
     def __init__(self, name, *words):
         self.name = name
@@ -67,6 +67,6 @@ class Netem:
         return next(one for one in json.loads(command("tc", "-s", "-j", "qdisc", "show", "dev", self.name)) if one["kind"] == "netem")
 
     def delivered(self):
-        """The figures, once nothing waits in it any more."""
+        """The figures, once its queue is empty."""
         wait_until(lambda: self.figures()["qlen"] == 0, lambda: f"the queue of {self.name} to be empty: {self.figures()}")
         return self.figures()

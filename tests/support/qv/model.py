@@ -1,6 +1,6 @@
 """A model of the command line, written from its rules and not from the program: what must be printed before a device is opened.
 
-It follows getopt_long of the GNU C library: options may stand behind operands, long names may be shortened, letters may share a dash.
+It follows getopt_long of the GNU C library: options may follow operands, long names may be abbreviated, letters may share a dash.
 """
 
 from dataclasses import dataclass
@@ -17,11 +17,11 @@ WORD = 2**64
 
 
 class Refused(Exception):
-    """Ends the reading with this line on standard error."""
+    """Parsing ends with this line on standard error."""
 
 
 class Help(Exception):
-    """Ends the reading with the usage text."""
+    """Parsing ends with the usage text."""
 
 
 def scan(text):
@@ -31,7 +31,7 @@ def scan(text):
     digits = rest[:len(rest) - len(rest.lstrip("0123456789"))]
     if not digits:
         return 0, 0, False
-    if int(digits) >= WORD:  # the stream fails at the number, so nothing behind it is read
+    if int(digits) >= WORD:  # the stream fails at the number, so nothing after it is read
         return WORD - 1, 0, False
     words = rest[len(digits):].translate({ord(space): " " for space in SPACES}).split(" ")
     word = next(filter(None, words), "")
@@ -42,7 +42,7 @@ def scan(text):
 
 
 def micros(value, exponent, prefix):
-    """A bare number counts as microseconds; a prefix scales, below micro by 0, beyond 64 bits by 2^64 - 1."""
+    """A bare number is in microseconds; a prefix scales it, below micro by 0, a factor beyond 64 bits counts as 2^64 - 1."""
     if not prefix:
         return value
     factor = 10 ** (exponent + 6) if exponent >= -6 else 0
@@ -103,10 +103,10 @@ def long_option(reading, word, following):
 
 
 def cluster(reading, word, before, following):
-    """Letters behind one dash. `before` stands in front of it: the last argument consumed while letters are left."""
+    """Letters after one dash. `before` precedes it: the last argument consumed while letters are left."""
     for index, letter in enumerate(word[1:], 1):
         rest = word[index + 1:]
-        if letter not in LETTERS:  # of a letter of two bytes, the first is unknown and the second left
+        if letter not in LETTERS:  # of a two-byte letter, the first byte is unknown and the second left
             raise unknown(before if rest or len(letter.encode()) > 1 else word)
         if LETTERS[letter][1]:
             if not rest and not following:

@@ -1,4 +1,4 @@
-"""Fixtures of the bus tests. They run in the bed that scripts/run-on-bus makes, or on any machine that has SocketCAN: as root,
+"""Fixtures of the bus tests. They run in the bed made by scripts/run-on-bus, or on any machine that has SocketCAN: as root,
 with iproute2 and can-utils, and QV_BIN naming the folder of the programs."""
 
 import os
@@ -36,7 +36,7 @@ def bus():
 
 @pytest.fixture
 def start(bus):
-    """start(kind, ...) makes a Program, Peer or the like that ends with the test, before its interfaces go."""
+    """start(kind, ...) makes a Program, Peer or the like that ends with the test, before its interfaces are removed."""
     started = []
 
     def make(kind, *arguments, **options):
@@ -75,7 +75,7 @@ def peer(start):
 
 @pytest.fixture
 def cangen(start, bus):
-    """cangen(name, count, ...) sends that many frames, as fast as it can and without local echo, and returns when they are out."""
+    """cangen(name, count, ...) sends that many frames, as fast as possible and without local echo, and returns once they are out."""
     def send(name, count, *options):
         program = start(Program, "cangen", name, "-g", 0, "-x", "-p", 1000, "-n", count, *options)
         assert program.exit_status() == 0, program

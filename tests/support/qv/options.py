@@ -1,6 +1,6 @@
 """The programs, and the option tables that their -h prints.
 
-QV_BIN is the folder of the programs. QV_RUNNER is put in front of each command, for programs of another machine.
+QV_BIN is the folder of the programs. QV_RUNNER precedes each command, for programs of another machine.
 """
 
 from dataclasses import dataclass
@@ -28,10 +28,10 @@ def run(program, *options):
 
 @dataclass(frozen=True)
 class Option:
-    short: str  # "" for one with a long form only
+    short: str  # "" if it has only a long form
     long: str
-    argument: str  # "" for an option without
-    optional: bool  # the argument may be left out
+    argument: str  # "" if it takes none
+    optional: bool  # the argument may be omitted
 
     @property
     def shown(self):
@@ -43,7 +43,7 @@ ROW = re.compile(r"^ +(?:(-\w), +)?(--[\w-]+)(?:=([^]\s]+)|\[=(\S+)\])?(?: .*)?$
 
 
 def option_in(line):
-    """The option that a line of a help text or page is about, or None."""
+    """The option that a line of a help text or page describes, or None."""
     row = ROW.match(line)
     return Option(row[1] or "", row[2], row[3] or row[4] or "", bool(row[4])) if row else None
 

@@ -1,4 +1,4 @@
-"""Commands of a packager, in an environment that holds nothing of the caller's but the way to the tools."""
+"""A packager's commands, in an environment with nothing of the caller's except the path to the tools."""
 
 import os
 import subprocess

@@ -1,4 +1,4 @@
-"""Makes the packages from the source tarball, each once, where neither git nor a network is."""
+"""Makes the packages from the source tarball, each once, without git or a network."""
 
 import shutil
 
@@ -9,7 +9,7 @@ NO_NETWORK = next((words for words in (["unshare", "-n"], ["unshare", "-rn"]) if
 
 class Packages:
     def __init__(self, tree, folder):
-        self.tree = tree  # of the developer
+        self.tree = tree  # the developer's
         self.folder = folder
         self.built = {}
         self.git_calls = folder / "git_calls"
@@ -20,7 +20,7 @@ class Packages:
         self.environment = environment()
         self.environment["PATH"] = f"{tools}:{self.environment['PATH']}"
         self.source = self.source_tarball(tree, folder / "source")
-        # Not with the dates of the changelog: this machine's clock may be behind it, and ninja never ends on files of the future.
+        # Not with the dates of the changelog: this machine's clock may be behind them, and ninja loops forever on files from the future.
         succeed("tar", "-xzf", self.source, "-C", folder, "--touch")
         self.unpacked = folder / self.source.name.removesuffix(".tar.gz")
 

@@ -13,7 +13,7 @@ def path_of(page):
 
 
 def render(page):
-    """With the overstrikes of emphasis: b\\bb is bold, _\\bu is underlined."""
+    """Keeps the overstrikes of emphasis: b\bb is bold, _\bu is underlined."""
     return subprocess.run(["mandoc", "-T", "utf8", "-O", "width=400", path_of(page)], capture_output=True, text=True, check=True).stdout
 
 
@@ -30,7 +30,7 @@ def section(page, name):
 
 
 def displays(page):
-    """The lines that are shown as they are: those six columns to the right of their surroundings."""
+    """The literal lines: those indented by six more columns than their surroundings."""
     lines = []
     surroundings = 0
     for line in plain(render(page)).splitlines():

@@ -16,7 +16,7 @@ def command(*words, stdin=""):
 
 
 def ip(*lines):
-    """Several commands of ip in one process: where starting one is slow, set-up would take longer than the test."""
+    """Several ip commands in one process: where starting one is slow, set-up would take longer than the test."""
     command("ip", "-batch", "-", stdin="".join(line + "\n" for line in lines))
 
 
@@ -52,11 +52,11 @@ class Pair:
         return self.near in (name for _, name in socket.if_nameindex())
 
     def shape(self, name, queue):
-        """Makes the end send as a 500 kbit/s bus would, with room for that many waiting frames: 3900 classic or 868 FD frames
+        """Makes the end send like a 500 kbit/s bus, with room for that many queued frames: 3900 classic or 868 FD frames
         a second."""
         ip(f"link set {name} txqueuelen {queue}")
         command("tc", "qdisc", "add", "dev", name, "root", "handle", "1:", "tbf", "rate", "500kbit", "burst", 1000, "limit", 64000)
-        # tbf counts its queue in bytes; a pfifo inside takes its limit from txqueuelen, as the queue of a real interface does.
+        # tbf limits its queue in bytes; the limit of a pfifo inside it comes from txqueuelen, as for the queue of a real interface.
         command("tc", "qdisc", "add", "dev", name, "parent", "1:1", "handle", "10:", "pfifo")
 
     def counters(self, name):
@@ -65,15 +65,15 @@ class Pair:
         return stats["rx"]["packets"], stats["tx"]["packets"]
 
     def _one_processor_hands_on(self):
-        """Each processor hands on the frames that were sent on it: a sender that moves to the other one may overtake itself."""
+        """Each processor passes on the frames that were sent on it: a sender that migrates may overtake itself."""
         for name in (self.near, self.far):
             steering = Path("/sys/class/net", name, "queues/rx-0/rps_cpus")
-            if steering.exists():  # a kernel for one processor has none
+            if steering.exists():  # a single-processor kernel has none
                 steering.write_text("1")
 
     def _wait_for_carrier(self):
-        """An interface that has just come up loses what is sent, without an error, until another thread of the kernel has seen to
-        it."""
+        """An interface that has just come up drops what it sends, without an error, until another kernel thread has processed the
+        change."""
         def ready():
             ends = [json.loads(command("ip", "-j", "link", "show", name))[0] for name in (self.near, self.far)]
             return any("UP" not in end["flags"] for end in ends) or all(end["operstate"] == "UP" for end in ends)

@@ -1,6 +1,6 @@
 """The programs under control: run to their end, or watched while they run.
 
-QV_BIN is the folder of the programs. QV_RUNNER is put in front of each command, for programs of another machine:
+QV_BIN is the folder of the programs. QV_RUNNER precedes each command, for programs of another machine:
 QV_RUNNER="qemu-arm -L /usr/arm-linux-gnueabihf".
 """
 
@@ -26,7 +26,7 @@ def command(program, *options):
 
 
 def environment(**changes):
-    """The tests' own, without what chooses a language; a change to None takes a variable away."""
+    """The tests' own, without language settings; a change to None removes a variable."""
     kept = {name: value for name, value in os.environ.items()
             if not name.startswith("LC_") and name not in ("LANG", "LANGUAGE", "POSIXLY_CORRECT")}
     kept.update(changes)
@@ -34,7 +34,7 @@ def environment(**changes):
 
 
 def text(raw):
-    """Lossless: bytes that are no UTF-8 stay distinct."""
+    """Lossless: bytes that are not UTF-8 stay distinct."""
     return raw.decode("utf-8", "surrogateescape")
 
 
@@ -57,13 +57,13 @@ def run(program, *options, **popen):
 
 
 def default_signals():
-    """In the child: a test run started in the background hands an ignored SIGINT down."""
+    """In the child: a test run started in the background passes on an ignored SIGINT."""
     for number in (signal.SIGINT, signal.SIGTERM, signal.SIGPIPE):
         signal.signal(number, signal.SIG_DFL)
 
 
 class Live:
-    """A program whose outputs are read as they come."""
+    """A program whose outputs are read as they arrive."""
 
     def __init__(self, words, **popen):
         self.words = words
@@ -85,7 +85,7 @@ class Live:
         return f"{self.words} (stdout {self.out[-500:]!r}, stderr {self.err[-500:]!r})"
 
     def until(self, condition, what, also=None):
-        """Reads on until condition(); `also` is a Terminal whose bytes are taken meanwhile."""
+        """Reads until condition(); `also` is a Terminal whose bytes are read meanwhile."""
         others = {also.master: also.receive} if also else {}
         end = time.monotonic() + PATIENCE
         while not condition():
@@ -127,7 +127,7 @@ class Live:
 
     def close(self):
         if self.runs():
-            os.killpg(self.process.pid, signal.SIGKILL)  # a tracer in front takes its program along
+            os.killpg(self.process.pid, signal.SIGKILL)  # a tracer takes its program along
         self.process.wait()
         for pipe in self.pipes:
             pipe.close()

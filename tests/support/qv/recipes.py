@@ -1,4 +1,4 @@
-"""The recipes: blocks of shell commands in docs/recipes.md, each below a heading of its own."""
+"""The recipes: blocks of shell commands in docs/recipes.md, each under its own heading."""
 
 import os
 from pathlib import Path
@@ -8,7 +8,7 @@ PAGE = Path(__file__).resolve().parents[3] / "docs" / "recipes.md"
 
 
 def recipes():
-    """{heading: what its block says}"""
+    """{heading: text of its block}"""
     return {part.partition("\n")[0]: "\n".join(re.findall(r"(?ms)^```sh\n(.*?)^```$", part)) for part in PAGE.read_text(encoding="utf-8").split("\n## ")[1:]}
 
 
@@ -18,5 +18,5 @@ def on_the_bus():
 
 
 def path(*folders):
-    """A PATH with the programs under test, and the folders in front of them."""
+    """A PATH with the programs under test, preceded by the folders."""
     return ":".join([*map(str, folders), str(Path(os.environ["QV_BIN"]).resolve()), os.environ["PATH"]])

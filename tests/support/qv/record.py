@@ -13,7 +13,7 @@ BODY = struct.Struct(">QBBBBI")
 
 
 def framed(kind, body):
-    """The whole record around a body."""
+    """The complete record around a body."""
     fields = struct.pack(">HH", kind, len(body))
     check = 0x5A ^ 1
     for byte in fields:
@@ -37,7 +37,7 @@ class Record:
         return framed(self.kind, BODY.pack(self.time, self.channel, self.frame, self.status, self.width, self.number) + self.data)
 
     def __str__(self):
-        """As the programs print it: time of day, channel, then candump's log form."""
+        """As printed by the programs: time of day, channel, then candump's log notation."""
         number = f"{self.number:08X}" if self.width & 1 else f"{self.number:03X}"
         separator = f"##{(self.status >> 6 & 1) | (self.status >> 6 & 2)}" if self.width & 2 or len(self.data) > 8 else "#"
         data = f"R{len(self.data) or ''}" if self.frame == REMOTE else self.data.hex().upper()
@@ -51,7 +51,7 @@ def time_of_day(micros):
 
 
 def unpack(stream):
-    """All records of a stream that must hold nothing else."""
+    """All records of a stream, which must contain nothing else."""
     records = []
     while stream:
         kind, length = struct.unpack_from(">HH", stream, 4)

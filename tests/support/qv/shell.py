@@ -1,4 +1,4 @@
-"""Completions, asked for in the shells themselves."""
+"""Completions, requested from the shells themselves."""
 
 import os
 from pathlib import Path
@@ -18,14 +18,14 @@ def clean_environment(**more):
 
 
 class Bash:
-    """`net` takes the place of /sys/class/net."""
+    """`net` replaces /sys/class/net."""
 
     def __init__(self, folder, net):
         self.folder = folder
         self.setting = f"source {shlex.quote(str(COMPLETION / 'qv.bash'))}; _qv_net={shlex.quote(str(net))}"
 
     def function(self, *words):
-        """COMPREPLY for a line whose words bash has cut so; the last one is completed."""
+        """COMPREPLY for a line that bash has split into these words; the last one is completed."""
         ask = ('COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _qv "$1" "${COMP_WORDS[COMP_CWORD]}" "${COMP_WORDS[COMP_CWORD-1]}";'
                'printf "%s\\n" "${COMPREPLY[@]}"')
         done = subprocess.run(["bash", "--norc", "-c", f"{self.setting}; {ask}", "bash", *words], cwd=self.folder, env=clean_environment(),
@@ -45,7 +45,7 @@ class Bash:
 
 
 class Zsh:
-    """`net` takes the place of /sys/class/net. The line editor runs the whole completion system and notes what it offers."""
+    """`net` replaces /sys/class/net. The line editor runs the full completion system and records what it offers."""
 
     RC = """
 fpath=({completion} $fpath)
@@ -87,7 +87,7 @@ zle -N zle-line-init
 
 
 def in_terminal(command, folder, result, prompt, keys, **environment):
-    """Runs a shell in a terminal, sends the keys once it has shown its prompt, and gives the lines of the file that it leaves."""
+    """Runs a shell in a terminal, sends the keys once it has shown its prompt, and returns the lines of the file that it writes."""
     result.unlink(missing_ok=True)
     master, slave = pty.openpty()
     shell = subprocess.Popen(command, cwd=folder, env=clean_environment(**environment), stdin=slave, stdout=slave, stderr=slave,

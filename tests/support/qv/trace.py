@@ -1,4 +1,4 @@
-"""strace in front of a program: what it asked of the system, and faults injected into that."""
+"""strace around a program: its system calls, and faults injected into them."""
 
 import os
 from pathlib import Path
@@ -22,7 +22,7 @@ class Strace:
         return [os.fsencode(word) for word in words] + command(program, *options)
 
     def settings(self, popen):
-        # The leak check of sanitized programs cannot run beside a tracer.
+        # The leak check of sanitized programs does not work under a tracer.
         options = os.environ.get("ASAN_OPTIONS")
         return {"env": environment(ASAN_OPTIONS=":".join(filter(None, [options, "detect_leaks=0"]))), **popen}
 
@@ -33,6 +33,6 @@ class Strace:
         return Live(self.words(program, *options, only=only, inject=inject, path=path), **self.settings(popen))
 
     def calls(self, name=None):
-        """The calls in order, without the thread's number; only those of one name when that is given."""
+        """The calls in order, without thread numbers; only those with the name, if given."""
         lines = [re.sub(r"^\d+ +", "", line) for line in self.log.read_text(errors="replace").splitlines()]
         return [re.sub(r"\) +=", ") =", line) for line in lines if name is None or line.startswith(f"{name}(")]

@@ -11,7 +11,7 @@ def mask_of(width):
 
 
 def pattern(can_id, count, *, fd=False, error_every=0):
-    """The first records of a pattern sender that was given can_id, with time 0."""
+    """The first records of a pattern sender started with can_id, with time 0."""
     width = EXTENDED if can_id & EFF else STANDARD
     frame = REMOTE if can_id & RTR else DATA
     mask = mask_of(width)
@@ -20,12 +20,12 @@ def pattern(can_id, count, *, fd=False, error_every=0):
 
 
 def answer(record):
-    """What an answering node makes of it: the identifier complemented, too."""
+    """An answering node's answer: the identifier is complemented, too."""
     return replace(record, number=~record.number & mask_of(record.width), data=answered(record.data))
 
 
 def can_frame(record, *, fd=False, brs=False):
-    """The record's frame as it crosses a CAN socket."""
+    """The record's frame as sent on a CAN socket."""
     can_id = record.number | (EFF if record.width == EXTENDED else 0) | (RTR if record.frame == REMOTE else 0)
     length = len(record.data)
     return Frame(can_id, bytes(length) if record.frame == REMOTE else record.data, fd, BRS if brs else 0, length).pack()

@@ -1,5 +1,5 @@
-"""The whole usage text: users' interface, kept as it is, the lone parenthesis, the empty line behind --error and the jitter's
-"default=0." included."""
+"""The complete usage text, a user interface that must not change, including the lone parenthesis, the empty line after --error and
+the jitter's "default=0."."""
 
 USAGE = """\
 usage: {} <options>

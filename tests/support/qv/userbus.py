@@ -1,4 +1,4 @@
-"""A running qvbus, and peers on it that are no programs of ours. A test file takes the fixtures with `pytest_plugins = "qv.userbus"`."""
+"""A running qvbus, and peers on it that are not our programs. A test file loads the fixtures with `pytest_plugins = "qv.userbus"`."""
 
 import fcntl
 import os
@@ -17,7 +17,7 @@ from qv.waiting import wait_until
 
 
 class Peer:
-    """A node that a test plays itself. Takes the place of a Terminal in Live.until."""
+    """A node played by the test itself. Replaces a Terminal in Live.until."""
 
     def __init__(self, path):
         self.master = os.open(path, os.O_RDWR | os.O_NOCTTY)
@@ -34,7 +34,7 @@ class Peer:
         return bool(select.select([self.master], [], [], seconds)[0])
 
     def take(self, size):
-        """Waits for that many bytes more and gives them."""
+        """Waits for that many more bytes and returns them."""
         while len(self.seen) < size:
             assert self.ready(PATIENCE), f"waited for {size} bytes, got {len(self.seen)}"
             self.receive()
@@ -43,7 +43,7 @@ class Peer:
         return taken
 
     def records(self, count, size=36):
-        """The next records, which must be of that size."""
+        """The next records, which must have that size."""
         return unpack(self.take(count * size))
 
     def close(self):
@@ -66,7 +66,7 @@ class Bus:
         return self.peers[-1]
 
     def await_open(self, program, number):
-        """Waits until that program, or one below it, has opened the node: from then on nothing that is sent to it is lost."""
+        """Waits until that program, or a child of it, has opened the node: from then on nothing sent to it is lost."""
         terminal = os.path.realpath(self.paths[number])
         end = time.monotonic() + PATIENCE
         while not any(terminal in opened_by(process) for process in family(program.process.pid)):
@@ -74,12 +74,12 @@ class Bus:
             os.sched_yield()
 
     def settle(self):
-        """Waits until the bus waits: it has done all that there was to do."""
+        """Waits until the bus waits, and thus has done everything."""
         wait_until(lambda: Path(f"/proc/{self.program.process.pid}/stat").read_text().rpartition(")")[2].split()[0] == "S",
                    "the bus to wait")
 
     def await_read(self, number):
-        """Waits until the bus has read all that was written to the node."""
+        """Waits until the bus has read everything written to the node."""
         with open(self.paths[number], "rb", buffering=0) as terminal:
             wait_until(lambda: fcntl.ioctl(terminal, termios.TIOCOUTQ, b"\0" * 4) == b"\0" * 4, "the bus to read")
         self.settle()
@@ -91,7 +91,7 @@ class Bus:
         return [word[1] for word in words if word[0] in (self.paths if number is None else self.paths[number:number + 1])]
 
     def counts(self, number=signal.SIGTERM):
-        """Ends it; (sent, received, missed) of each node. Nothing but that may be printed at the end, nothing on standard error."""
+        """Ends it; (sent, received, missed) of each node. Nothing else may be printed at the end, and nothing on standard error."""
         seen = self.program.end(number)
         assert (seen.err, seen.status) == ("", 0)
         return parse_counts(self, seen.out)
@@ -112,7 +112,7 @@ def parse_counts(bus, out):
 
 
 def family(pid):
-    """A process and those that it started: a tracer's program is one of them."""
+    """A process and its descendants, such as a tracer's program."""
     found = [pid]
     for parent in found:
         try:
@@ -128,7 +128,7 @@ def opened_by(pid):
     try:
         return {os.readlink(f"{folder}/{entry}") for entry in os.listdir(folder)}
     except OSError:
-        return set()  # a descriptor was closed, or the process ended, during the look
+        return set()  # a descriptor was closed, or the process ended, in the meantime
 
 
 @pytest.fixture

@@ -1,6 +1,6 @@
 """The table of argument vectors: (name, arguments). What each must print comes from the model (model.py).
 
-Each row is read behind `-vv -d no/such/device`, so that its time gap shows in the debug line and no device is opened.
+Each row is read after `-vv -d no/such/device`, so that its time gap shows in the debug line and no device is opened.
 """
 
 import string
@@ -19,7 +19,7 @@ NUMBERS = {
     "minus_65_bits": "-18446744073709551616", "minus_and_prefix": "-5m", "plus_and_prefix": "+7k", "hundred_digits": "1" * 100,
     "hundred_zeros": "0" * 100 + "9u", "double_dash": "--", "option_like": "-v",
 }
-# Values at which the product with the factor passes 64 bits.
+# Values whose product with the factor exceeds 64 bits.
 WRAPPED = ["18446744073709551616m", "18446744073709551615u", "18446744073709552m", "18446744073709551m", "18446744073710k",
            "18446744073k", "18446745M", "18446M", "18447G", "18G", "19T", "1T", "1P", "2P", "3P", "1E", "2E", "1Z", "1Y", "5Y",
            "18446744073709551615Y", "18446744073709551615k", "9223372036854775808c", "9223372036854775808d"]
@@ -44,7 +44,7 @@ def times():
 
 
 def forms():
-    """Every way to write an option with its argument, and names cut short."""
+    """Every way to write an option with its argument, including abbreviated names."""
     for letter, (name, takes) in LETTERS.items():
         if letter == "h":
             continue

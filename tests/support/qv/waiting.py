@@ -6,7 +6,7 @@ PATIENCE = 60  # seconds; an emulated machine on a busy host is slow, and only a
 
 
 def wait_until(condition, what, patience=PATIENCE):
-    """Polls condition() until it is true and returns its value; what says what was waited for when it never is."""
+    """Polls condition() until it is true and returns its value; what describes it for the failure."""
     end = time.monotonic() + patience
     while True:
         value = condition()

@@ -13,12 +13,12 @@ from qv.waiting import PATIENCE, wait_until
 
 
 class Program:
-    """Its outputs go to files: they hold exactly what was written, and can be looked at any time."""
+    """Its outputs go to files, which hold exactly what was written and can be read at any time."""
 
     def __init__(self, *words):
         self.words = [str(word) for word in words]
         self.folder = tempfile.TemporaryDirectory(prefix="qvbus-")
-        # A zone spelled out: the file of the local one would be read at the first time stamp, and count in bytes_read().
+        # An explicit zone: the file of the local one would be read at the first time stamp, and count in bytes_read().
         environment = dict(os.environ, LC_ALL="C", TZ="UTC0")
         with open(self.path("stdout"), "wb") as out, open(self.path("stderr"), "wb") as err:
             self.process = subprocess.Popen(self.words, stdin=subprocess.DEVNULL, stdout=out, stderr=err, env=environment)
@@ -59,7 +59,7 @@ class Program:
         self.process.send_signal(number)
 
     def stop(self):
-        """Waits until it stands still, or has ended."""
+        """Waits until it has stopped or ended."""
         self.signal(signal.SIGSTOP)
         wait_until(lambda: not self.runs() or self.state() == "T", lambda: f"{self} to stop")
 
@@ -89,7 +89,7 @@ class Program:
 
 
 class Candump(Program):
-    """candump on one end, with a receive buffer that holds a whole run: the default one drops in silence after 278 FD frames."""
+    """candump on one end, with a receive buffer for an entire run: the default one silently drops after 278 FD frames."""
 
     def __init__(self, name, other):
         self.name, self.other = name, other
@@ -98,7 +98,7 @@ class Candump(Program):
         wait_for_listeners(name, before + 1)
 
     def texts(self):
-        """(time in seconds, frame as printed), whole lines only."""
+        """(time in seconds, frame as printed), complete lines only."""
         words = [line.split() for line in self.out.rpartition("\n")[0].splitlines()]
         return [(float(word[0].strip("()")), word[2]) for word in words]
 
@@ -113,7 +113,7 @@ class Candump(Program):
         wait_until(lambda: self.count() >= count, lambda: f"{count} frames on {self.name}; {self.count()} are there")
 
     def all_records(self):
-        """Every frame that was sent to this end so far, and no more to come: an end mark goes the same way behind them."""
+        """Every frame sent to this end so far, with no more to come: an end mark follows them."""
         peer = Peer(self.other)
         peer.send(END_MARK)
         peer.close()
