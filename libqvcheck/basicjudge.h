@@ -161,7 +161,7 @@ private:
         }
     }
 
-    // What few frames need is kept out of `judge`, to keep its stack frame small.
+    // Rarely needed code is kept out of `judge`, to keep its stack frame small.
 
     [[gnu::noinline]] void enter(std::unique_ptr<interface_type>& in, const receivedFrame_t& frame) {
         if (firstStamp == receivedFrame_t::noTime) {

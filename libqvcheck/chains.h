@@ -60,7 +60,7 @@ private:
         return placeOf(table, reading, held.key, true);
     }
 
-    /// Each of them but the newest is a damaged frame of a stream that was heard since the first came.
+    /// Each of them except the newest is a damaged frame of a stream heard since the first one came.
     bool explainedByDamage(const chain_t& chain) const {
         return std::all_of(chain.begin(), chain.end() - 1, [this, &chain](const heldFrame_t* held) {
             const place_t<Limits> place = placeOfDamaged(*held);

@@ -17,7 +17,6 @@
 /// A finding is reported once it is settled, and a missing frame only after the demanded wait. So the last
 /// `HELD` frames are kept until no finding can refer to them. Findings about older ones are written without
 /// their frames. The memory is allocated once, by the constructor: 1.6 MB.
-/// without their frames. Memory for them is asked for once, by the constructor: 1.6 MB.
 class DumpReport : public Report {
 public:
     static constexpr unsigned int MOST = 100;      ///< findings shown

@@ -32,7 +32,7 @@ unsigned int digitAt(const char* at) {
     return lowDigits[static_cast<unsigned char>(*at)];
 }
 
-/// The byte that two digits give; more than a byte if either is none.
+/// The byte given by two digits; more than a byte if either is not a digit.
 unsigned int byteAt(const char* at) {
     return highDigits[static_cast<unsigned char>(*at)] | digitAt(at + 1);
 }

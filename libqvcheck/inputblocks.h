@@ -7,7 +7,7 @@
 struct inputLine_t {
     const char* begin;
     const char* end; ///< points to a line feed even if the input has none, as a sentinel for searches
-    bool whole;      ///< has a line end; not so the rest of a cut input, or a line that is too long
+    bool whole;      ///< has a line end, unlike the rest of a cut input or a line that is too long
 };
 
 /// The bytes of a descriptor, which it does not own, read in large blocks and parsed in place. Memory is

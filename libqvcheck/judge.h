@@ -10,7 +10,7 @@
 #include <memory>
 #include <vector>
 
-/// What a frame was classified as.
+/// The classification of a frame.
 enum taken_t : std::uint8_t {
     FT_IN_ORDER,
     FT_REORDERED,

@@ -35,7 +35,7 @@ struct runResult_t {
 /// A way to report a run. Findings come as they are settled; `end` comes last.
 class Report : public FindingSink {
 public:
-    /// The first frame's stamp; receivedFrame_t::noTime when there is none.
+    /// The first frame's stamp; receivedFrame_t::noTime if there is none.
     virtual void start(std::int64_t stamp) = 0;
     virtual void event(const hostEvent_t& event) = 0;
     virtual void interval(const std::vector<intervalSummary_t>& pieces) = 0;

@@ -7,7 +7,7 @@
 
 namespace {
 
-/// The second column; 0 where there is none.
+/// The second column; 0 if there is none.
 std::uint64_t dropsIn(std::string_view line) {
     std::uint64_t processed = 0;
     std::uint64_t dropped = 0;

@@ -87,7 +87,7 @@ int FrameReader::readFrame(CANExtTraceMessage*& pcm) {
     return 0;
 }
 
-/// False when there was nothing to read.
+/// False if there was nothing to read.
 bool FrameReader::fillBuffer() {
     int result = 0;
     if (blocking) {

@@ -12,9 +12,9 @@
 #include <vector>
 
 /// The options and operands of one check. Reading prints nothing.
+///
 /// Stricter than the sender's, as a misread demand makes the verdict worthless: anything that is not a number
 /// or a time is rejected.
-/// time, is refused.
 struct CheckCommandLine {
     enum outcome_t {
         RUN,
