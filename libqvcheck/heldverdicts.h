@@ -27,8 +27,15 @@ public:
 
     /// Decides the frames that have waited too long at `now`.
     void decideOld(interface_type& in, std::int64_t now) {
-        while (!in.held.empty() && isOld(in, in.held.oldest(), now)) {
-            decide(in, in.held.oldest());
+        for (auto place = in.held.firstPlace(); place != in.held.endPlace(); ++place) {
+            heldFrame_t& held = in.held[place];
+            const bool manySince = in.frames - held.order >= Limits::heldAge;
+            if (!manySince && now - held.at.time < demands.wait) {
+                return; // so are the ones behind it
+            }
+            if (held.waiting && (manySince || isOld(held, now))) {
+                decide(in, held);
+            }
         }
     }
 
@@ -71,8 +78,14 @@ public:
     bool sawPatternWithoutStream() const { return patternLike; }
 
 private:
-    bool isOld(const interface_type& in, const heldFrame_t& held, std::int64_t now) const {
-        return now - held.at.time >= demands.wait || in.frames - held.order >= Limits::heldAge;
+    /// It has waited as long as demanded. One that may found a stream waits for longer: the next frame of a
+    /// slow sender may be due.
+    bool isOld(const heldFrame_t& held, std::int64_t now) const {
+        const stream_t* s = table.first(held.key);
+        while (s != nullptr && !(s->key == held.key)) {
+            s = table.after(*s);
+        }
+        return s != nullptr || held.chain == 0 || now - held.at.time >= Limits::heldTime;
     }
 
     /// At the end: frames before the last ones are missing.

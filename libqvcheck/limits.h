@@ -9,7 +9,8 @@ struct limits_t {
     static constexpr std::uint32_t step = 16;     ///< maximum distance between the frames of a chain
     static constexpr std::uint32_t chain = 3;     ///< frames in a row that found a stream
     static constexpr std::uint32_t heldCapacity = 256; ///< undecided frames per interface
-    static constexpr std::uint32_t heldAge = 512;    ///< frames of the interface until a held one is decided
+    static constexpr std::uint32_t heldAge = 512; ///< frames of the interface until a held one is decided
+    static constexpr std::int64_t heldTime = 10000000000; ///< ns until one of no stream is decided
     static constexpr std::uint32_t interfaces = 256; ///< as many as `receivedFrame_t::interface` can number
     static constexpr std::uint32_t streams = 64;     ///< at most 254
     static constexpr std::uint32_t remoteWindow = 512;

@@ -184,3 +184,41 @@ TEST(ThreeDamagedFrames, ThatAreSoundFarAwayFoundNoStreamWhereOneWasHeardSinceTh
     EXPECT_EQ(s.totals.corrupted, 3U);
     EXPECT_EQ(s.totals.lost, 0U);
 }
+
+TEST(SlowPattern, IsFoundUpToFourSecondsBetweenFramesHoweverShortTheWait) {
+    for (const std::int64_t wait : {1, 1000}) {
+        demands_t demands;
+        demands.wait = wait * Judged::millisecond;
+        Judged judged(demands);
+        for (std::uint32_t k = 0; k < 10; ++k) {
+            judged.pause(3999 * Judged::millisecond).see(sender, k, k + 1);
+        }
+        const summary_t s = judged.end();
+        EXPECT_EQ(only(s).totals.intact, 10U);
+        EXPECT_EQ(s.foreign, 0U);
+        EXPECT_TRUE(judged.findings.empty());
+    }
+}
+
+TEST(FrameOfNoStream, IsHeldForTenSecondsAndForTheWaitIfThatIsLonger) {
+    for (const std::int64_t wait : {1, 20}) {
+        const std::int64_t held = std::max<std::int64_t>(wait, 10) * 1000 * Judged::millisecond;
+        demands_t demands;
+        demands.wait = wait * 1000 * Judged::millisecond;
+        Judged judged(demands);
+        judged.see(sender, 0, 1);
+        judged.judge.settle(judged.time + held - 1);
+        EXPECT_EQ(told(judged, FT_FOREIGN), 0U);
+        judged.judge.settle(judged.time + held);
+        EXPECT_EQ(told(judged, FT_FOREIGN), 1U);
+    }
+}
+
+TEST(FrameThatFitsNoPlaceOfAStream, IsHeldForTheWait) {
+    Judged judged;
+    judged.see(sender, 0, 10).see(sender, 0x40000400, 0x40000401);
+    judged.judge.settle(judged.time + 1000 * Judged::millisecond - 1);
+    EXPECT_EQ(told(judged, FT_STRAY), 0U);
+    judged.judge.settle(judged.time + 1000 * Judged::millisecond);
+    EXPECT_EQ(told(judged, FT_STRAY), 1U);
+}

@@ -62,6 +62,11 @@ inline std::vector<regime_t> allRegimes() {
     r->mostRepeats = 5 * percent;
     r->mostJitter = 20;
 
+    r = &add("AFrameASecondLossAndRepeats");
+    r->mostLoss = 10 * percent;
+    r->mostRepeats = 10 * percent;
+    r->slowness = 1000;
+
     r = &add("ManySendersLossRepeatsAndJitter");
     r->mostSenders = 7;
     r->longestBurst = 50;

@@ -166,7 +166,7 @@ private:
         };
         std::map<std::pair<std::uint32_t, std::uint32_t>, seen_t> runs;
         for (copy_t& c : copies) {
-            c.frame.time = c.arrival;
+            c.frame.time = c.arrival * regime.slowness;
             result.frames.push_back(c.frame);
             if (c.sender == UINT32_MAX) {
                 ++result.truth.foreign;

@@ -45,6 +45,7 @@ struct regime_t {
     bool burst = false;            ///< one gap of any length
     bool restart = false;          ///< the sender begins again
     std::uint32_t mostForeign = 0; ///< beside each frame
+    std::int64_t slowness = 1;     ///< ms between frames
     unsigned notExact = 0;         ///< of 300 runs, as far as is known
     unsigned notExactAtFirst = 0;  ///< of the first 15 of them
 };
