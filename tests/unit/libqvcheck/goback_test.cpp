@@ -113,3 +113,12 @@ TEST(CounterThatWentBack, FindsTheRoomOfAStreamThatProvesToBeAnother) {
     EXPECT_EQ(s.streams[1].restarts, 1U);
     EXPECT_EQ(s.streams[1].totals.intact, 40U);
 }
+
+TEST(CounterThatWentBack, IsARepeatedBlockWhereNeitherBeginningWasSeen) {
+    Judged judged;
+    judged.see(sender, 20, 100).see(sender, 20, 200); // the same frames either way
+    const streamSummary_t s = only(judged.end());
+    EXPECT_EQ(s.restarts, 0U);
+    EXPECT_EQ(s.totals.repeated, 80U);
+    EXPECT_EQ(s.totals.intact, 180U);
+}

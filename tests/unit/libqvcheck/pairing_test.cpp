@@ -366,3 +366,25 @@ TEST(BillionsOfMissingFrames, ThatWereAnsweredArePlacedWithoutALookAtEach) {
 }
 
 } // namespace
+
+TEST(AnswersToASecondRun, AreRepeatsOfTheFirstBeforeThreeInARow) {
+    const patternSender_t out = {0x123};
+    patternSender_t back = out;
+    back.answer = true;
+    Judged judged;
+    for (const std::uint32_t frames : {26U, 40U}) {
+        for (std::uint32_t k = 0; k < frames; ++k) {
+            judged.see(out, k, k + 1);
+            if (frames == 26 || k != 2) { // 0 and 1 may be repeats, and nothing in them says more
+                judged.see(back, k, k + 1);
+            }
+        }
+    }
+    const summary_t s = judged.end();
+    ASSERT_EQ(s.streams.size(), 2U);
+    ASSERT_EQ(s.pairs.size(), 1U);
+    EXPECT_EQ(s.streams[1].restarts, 1U);
+    EXPECT_EQ(s.streams[1].totals.repeated, 2U);
+    EXPECT_EQ(s.pairs[0].unanswered, 3U);
+    EXPECT_EQ(s.pairs[0].answered, 26U + 37);
+}
