@@ -4,7 +4,7 @@ import pytest
 
 from qv.check import Check
 from qv.checklog import clean_log, log_of, sent
-from qv.program import Result, run
+from qv.program import Result, RUNNER, run, run_command
 
 LOST = "".join(log_of([frame]) for frame in sent(100) if frame.k != 50)
 DROP_LINE = "DROPCOUNT: dropped 1 CAN frames on 'can1' socket (total drops 1)\n"
@@ -58,7 +58,7 @@ def test_an_input_that_cannot_be_read_makes_the_check_incomplete(names, reason, 
 def test_an_input_that_nobody_may_read_makes_the_check_incomplete(unprivileged):
     folder, settings = unprivileged
     (folder / "run.log").touch(mode=0)
-    done = run("qvcancheck", "-q", folder / "run.log", **settings)
+    done = run_command([*RUNNER, folder / "qvcancheck", "-q", folder / "run.log"], **settings)
     assert done == Result(f"INCOMPLETE: {folder}/run.log: Permission denied\n", "", 4)
 
 

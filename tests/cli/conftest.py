@@ -15,6 +15,7 @@ from qv.program import command, Live, path_of, RUNNER
 from qv.trace import Strace
 
 NOBODY = 65534
+LAB = Path(__file__).parents[2] / "scripts" / "lab"
 
 
 def pytest_sessionstart():
@@ -129,5 +130,6 @@ def unprivileged():
             subprocess.run(["true"], check=True, **settings)
         except OSError as error:
             pytest.skip(f"root's rights cannot be dropped here: {error}")
-        shutil.copy(path_of("qvcandev"), folder)  # the build folder may be closed to others
+        for program in (path_of("qvcandev"), path_of("qvcancheck"), LAB):  # where they are may be closed to others
+            os.chmod(shutil.copy(program, folder), 0o755)
         yield Path(folder), settings

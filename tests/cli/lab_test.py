@@ -65,7 +65,6 @@ def needs_ip():
 ], ids=" ".join)
 def test_without_roots_rights_it_says_how_to_get_them(unprivileged, needs_ip, words):
     folder, settings = unprivileged
-    shutil.copy(SCRIPT, folder)
     done = lab(*words, program="./lab", cwd=folder, **settings)
     assert (done.stdout, done.stderr, done.returncode) == ("", f"lab: needs root: sudo ./lab {' '.join(words)}\n", 1)
 
@@ -86,7 +85,6 @@ TBF = "root handle 1: tbf rate 500kbit burst 1000 limit 64000"
 ], ids=lambda value: "+".join(value))
 def test_a_dry_run_needs_no_rights_and_shows_the_commands(unprivileged, needs_ip, profiles, queues):
     folder, settings = unprivileged
-    shutil.copy(SCRIPT, folder)
     options = [word for profile in profiles for word in ("--profile", profile)]
     done = lab("--dry-run", "up", "qvlab0", "qvlab1", *options, program="./lab", cwd=folder, **settings)
     names = "+".join(dict.fromkeys(profiles)) or "-"
