@@ -69,7 +69,13 @@ def table(account, programs, frames):
 
 def main(bus, seconds, seed, only=""):
     kind = kind_of_bus(bus)
-    phases = [phase for phase in kind.PHASES if not only or phase.__name__ in only.split(",")]
+    named = {phase.__name__: phase for phase in kind.PHASES}
+    chosen = [name for name in only.split(",") if name] or list(named)
+    unknown = [name for name in chosen if name not in named]
+    if unknown:
+        say(f"soak: no phase {unknown[0]}; there are {', '.join(named)}")
+        return 2
+    phases = [named[name] for name in chosen]
     account = Account()
     with closing(kind.Bed(random.Random(seed), account, 4000 if seconds <= 120 else 40000)) as bed:
         try:
