@@ -9,7 +9,7 @@ import tempfile
 sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "tests" / "support"))
 
 from qv.frame import answer, difference, Frame, pattern  # noqa: E402
-from qv.livecheck import Netem  # noqa: E402
+from qv.netem import Netem  # noqa: E402
 from qv.pair import Pair, wait_for_listeners  # noqa: E402
 from qv.watched import Candump, Program  # noqa: E402
 from qv.qvcan import Answerer, FD_ENABLED, INCOMPLETE, Qvcan, READING, Reader  # noqa: E402

@@ -5,7 +5,8 @@ import time
 import pytest
 
 from qv.frame import pattern
-from qv.livecheck import Check, Netem
+from qv.livecheck import Check
+from qv.netem import Netem
 from qv.pair import command
 from qv.waiting import wait_until
 

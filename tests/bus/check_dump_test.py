@@ -1,6 +1,7 @@
 """qvcancheck --dump on the bus: the log shows what the check found, and canplayer sends it again."""
 
-from qv.livecheck import Check, Netem
+from qv.livecheck import Check
+from qv.netem import Netem
 from qv.pair import command
 
 FRAMES = 3000

@@ -5,7 +5,8 @@ import signal
 
 import pytest
 
-from qv.livecheck import Check, Netem, causes, streams
+from qv.livecheck import Check, causes, streams
+from qv.netem import Netem
 from qv.pair import command
 
 FRAMES = 3000

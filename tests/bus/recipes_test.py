@@ -7,7 +7,7 @@ import signal
 
 import pytest
 
-from qv.livecheck import Netem
+from qv.netem import Netem
 from qv.pair import Pair, wait_for_listeners
 from qv.qvcan import Answerer
 from qv.recipes import on_the_bus, path, recipes

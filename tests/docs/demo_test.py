@@ -4,6 +4,7 @@ import os
 from pathlib import Path
 import shutil
 import subprocess
+import sys
 
 import pytest
 
@@ -48,3 +49,8 @@ def test_without_python_the_demo_shows_the_records_of_qvbus_and_says_that_nothin
     assert lines[0] == "No Python to check what crosses the bus: 12 pattern frames and their answers, as qvbus -v prints them", done
     assert [sum(f"/{node} " in line and "##" in line for line in lines) for node in ("node0", "node1")] == [12, 12], done
     assert done.returncode == 0
+
+
+def test_the_scenes_need_no_python_package():
+    scenes = DEMO.parent / "lib"
+    subprocess.run([sys.executable, "-S", "-B", "-c", "import demo_scenes"], cwd=scenes, check=True)

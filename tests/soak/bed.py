@@ -8,7 +8,8 @@ import re
 import signal
 
 from qv.frame import EFF, Frame
-from qv.livecheck import Check, Netem, streams
+from qv.livecheck import Check, streams
+from qv.netem import Netem
 from qv.pair import command, Pair
 from qv.peer import Peer
 from qv.qvcan import Answerer, Qvcan, Reader, WRITE_DOWN, WRITE_FULL

@@ -1,4 +1,4 @@
-"""qvcancheck on the bus, and tc to check its counts."""
+"""qvcancheck on the bus."""
 
 import json
 import os
@@ -6,7 +6,7 @@ from pathlib import Path
 import signal
 
 from qv.check import hold_to_schema
-from qv.pair import command, listeners, wait_for_listeners
+from qv.pair import listeners, wait_for_listeners
 from qv.waiting import wait_until
 from qv.watched import Program
 
@@ -54,19 +54,3 @@ def causes(summary):
         for cause, frames in stream["causes"].items():
             total[cause] = total.get(cause, 0) + frames
     return total
-
-
-class Netem:
-    """Impairs what the interface sends. Its queue has room for every frame of a test: it drops only what it was set to drop."""
-
-    def __init__(self, name, *words):
-        self.name = name
-        command("tc", "qdisc", "add", "dev", name, "root", "netem", *words, "limit", 100000)
-
-    def figures(self):
-        return next(one for one in json.loads(command("tc", "-s", "-j", "qdisc", "show", "dev", self.name)) if one["kind"] == "netem")
-
-    def delivered(self):
-        """The figures, once its queue is empty."""
-        wait_until(lambda: self.figures()["qlen"] == 0, lambda: f"the queue of {self.name} to be empty: {self.figures()}")
-        return self.figures()
