@@ -259,7 +259,7 @@ def garbage(bed):
         for _ in range(5):
             terminal.write(piece + Record(0x555, b"other").pack())
     judge(bed, check, bed.size, bed.sent(sender))
-    passed = sum(map(int, re.findall(r"passed over (\d+) bytes", bed.bus.program.err)))
+    passed = sum(map(int, re.findall(r"passed over (\d+) byte", bed.bus.program.err)))
     bed.account.same("bytes passed over by the bus", 5 * len(piece), passed)
 
 
