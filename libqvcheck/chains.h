@@ -62,17 +62,24 @@ private:
 
     /// Each of them except the newest is a damaged frame of a stream heard since the first one came.
     bool explainedByDamage(const chain_t& chain) const {
-        return std::all_of(chain.begin(), chain.end() - 1, [this, &chain](const heldFrame_t* held) {
-            const place_t<Limits> place = placeOfDamaged(*held);
-            return place.stream != nullptr && place.distance > 0 &&
-                   place.stream->last.number >= chain[0]->at.number;
-        });
+        for (std::uint32_t i = 0; i + 1 < Limits::chain; ++i) {
+            const place_t<Limits> place = placeOfDamaged(*chain[i]);
+            if (place.stream == nullptr || place.distance == 0 ||
+                place.stream->last.number < chain[0]->at.number) {
+                return false;
+            }
+        }
+        return true;
     }
 
     stream_t* streamThatHasAll(const chain_t& chain) const {
         stream_t* const s = table.streamThatHas(chain[0]->key, chain[0]->counter);
-        const auto has = [s](const heldFrame_t* held) { return s->has(held->counter); };
-        return s != nullptr && std::all_of(chain.begin(), chain.end(), has) ? s : nullptr;
+        for (const heldFrame_t* const held : chain) {
+            if (s == nullptr || !s->has(held->counter)) {
+                return nullptr;
+            }
+        }
+        return s;
     }
 
     void birth(interface_type& in, const chain_t& chain) {

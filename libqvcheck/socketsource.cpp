@@ -170,10 +170,10 @@ std::uint32_t SocketSource::dropsUpTo(std::uint32_t count) {
 }
 
 std::uint8_t SocketSource::interfaceOf(int index) {
-    const auto found =
-        std::find_if(known.begin(), known.end(), [index](const auto& entry) { return entry.first == index; });
-    if (found != known.end()) {
-        return found->second;
+    for (const auto& entry : known) {
+        if (entry.first == index) {
+            return entry.second;
+        }
     }
     if (known.size() > UINT8_MAX) {
         known.clear(); // a recreated interface gets a new index
