@@ -31,7 +31,7 @@ public:
             heldFrame_t& held = in.held[place];
             const bool manySince = in.frames - held.order >= Limits::heldAge;
             if (!manySince && now - held.at.time < demands.wait) {
-                return; // so are the ones behind it
+                return; // the later ones are younger
             }
             if (held.waiting && (manySince || isOld(held, now))) {
                 decide(in, held);

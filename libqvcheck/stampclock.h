@@ -62,7 +62,7 @@ private:
 
     bool isStep(std::int64_t stamp, bool anyForward = false) const {
         const std::uint64_t forward = static_cast<std::uint64_t>(stamp) - static_cast<std::uint64_t>(last);
-        return forward > hour && (!anyForward || forward > INT64_MAX); // which is back
+        return forward > hour && (!anyForward || forward > INT64_MAX); // beyond INT64_MAX it goes back
     }
 
     std::int64_t last;
