@@ -1,4 +1,5 @@
 #include "libqvcheck/summarytext.h"
+#include "tests/unit/libqvcheck/finishedrun.h"
 
 #include <gtest/gtest.h>
 
@@ -7,13 +8,11 @@ namespace {
 constexpr std::int64_t ms = 1000000;
 
 /// A run of two streams to fill in.
-class SummaryTextTest : public testing::Test {
+class SummaryTextTest : public testing::Test, protected FinishedRun {
 protected:
     SummaryTextTest() {
         interfaces.indexOf("can1");
         run.summary.duration = 60003112000;
-        run.summary.frames = 60800;
-        run.summary.pattern = 30000;
         run.summary.streams.push_back(stream(1));
     }
 
@@ -32,13 +31,6 @@ protected:
 
     streamSummary_t& first() { return run.summary.streams.front(); }
     std::string summary() { return summaryText(run, settings); }
-
-    demands_t demands;
-    Allowance allowance;
-    InterfaceTable interfaces;
-    runSettings_t settings{demands, allowance, interfaces, {}, {"run.log"}, true};
-    inputCounts_t input;
-    runResult_t run{{}, V_PASS, "end of input", true, &input, {}};
 };
 
 const std::string tableHead =

@@ -1,27 +1,17 @@
 #include "libqvcheck/verdictline.h"
+#include "tests/unit/libqvcheck/finishedrun.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
 /// A run of one stream to fill in.
-class VerdictLineTest : public testing::Test {
+class VerdictLineTest : public testing::Test, protected FinishedRun {
 protected:
-    VerdictLineTest() {
-        run.summary.frames = 60800;
-        run.summary.pattern = 30000;
-        run.summary.streams.resize(1);
-    }
+    VerdictLineTest() { run.summary.streams.resize(1); }
 
     streamSummary_t& stream() { return run.summary.streams.front(); }
     std::string verdict() { return verdictLine(run, settings); }
-
-    demands_t demands;
-    Allowance allowance;
-    InterfaceTable interfaces;
-    runSettings_t settings{demands, allowance, interfaces, {}, {"run.log"}, true};
-    inputCounts_t input;
-    runResult_t run{{}, V_PASS, "end of input", true, &input, {}};
 };
 
 } // namespace
