@@ -73,7 +73,7 @@ def main(bus, seconds, seed, only=""):
     chosen = [name for name in only.split(",") if name] or list(named)
     unknown = [name for name in chosen if name not in named]
     if unknown:
-        say(f"soak: no phase {unknown[0]}; there are {', '.join(named)}")
+        print(f"soak: no phase {unknown[0]}; there are {', '.join(named)}", file=sys.stderr)
         return 2
     phases = [named[name] for name in chosen]
     account = Account()
