@@ -222,3 +222,16 @@ TEST(FrameThatFitsNoPlaceOfAStream, IsHeldForTheWait) {
     judged.judge.settle(judged.time + 1000 * Judged::millisecond);
     EXPECT_EQ(told(judged, FT_STRAY), 1U);
 }
+
+TEST(SlowPattern, LetsFramesThatCameAfterItsFirstBeDecidedOnce) {
+    const patternSender_t sender = {0x100};
+    const patternSender_t slow = {0x211};
+    Judged judged;
+    judged.see(sender, 0, 100).see(slow, 0, 1).see(sender, 5000, 5001);
+    for (std::uint32_t k = 100; k < 130; ++k) {
+        judged.pause(100 * Judged::millisecond).see(sender, k, k + 1);
+    }
+    EXPECT_EQ(judged.found(FK_STRAY), 1U);
+    EXPECT_EQ(told(judged, FT_FOREIGN), 0U) << "it is still awaited";
+    EXPECT_EQ(judged.end().streams[0].totals.stray, 1U);
+}
