@@ -81,7 +81,7 @@ TEST(MutexLocker, DoesNotReleaseAMutexThatItCouldNotTakeAgain) {
         EXPECT_EQ(locker.lock(), EDEADLK);
     }();
     EXPECT_FALSE(isFree(mutex));
-    EXPECT_EQ(mutex.unlock(), 0);
+    [&]() QV_NO_THREAD_SAFETY_ANALYSIS { EXPECT_EQ(mutex.unlock(), 0); }(); // taken in the scope above
 }
 
 TEST(MutexLocker, ReleasesTheMutexWhenAnExceptionLeavesTheScope) {
