@@ -108,6 +108,7 @@ def test_answers_to_a_full_device_are_reported_and_the_node_goes_on(strace, star
     start.keep(program)
     terminal.send(PLAIN.pack() * 3)
     program.until(lambda: len(terminal.seen) >= 2 * len(PLAIN.pack()), "two answers", also=terminal)
+    program.until_err("\n")
     assert unpack(bytes(terminal.seen)) == [answer(PLAIN)] * 2
     assert program.err == "write error: No space left on device\n"
     assert program.runs()
