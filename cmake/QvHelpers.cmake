@@ -12,7 +12,7 @@ target_compile_definitions(qv_flags INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64
 target_compile_options(qv_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor
   -Woverloaded-virtual -Wcast-qual -Wformat=2 -Wundef
-  $<$<NOT:$<BOOL:${QV_LIBRARIES_TOGETHER}>>:-Wshadow> # together, files see names that others keep to themselves
+  $<$<NOT:$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>>:-Wshadow> # together, files see names that others keep to themselves
   $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wthread-safety-beta>)
 target_link_libraries(qv_flags INTERFACE Threads::Threads)
 
