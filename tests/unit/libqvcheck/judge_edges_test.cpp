@@ -131,6 +131,18 @@ TEST(Jump, IsNoLoss) {
     EXPECT_EQ(judged.found(FK_JUMP), 1U);
 }
 
+TEST(Jump, IsMoreThan1024FramesAndOneForEachMicrosecondSinceTheStreamBegan) {
+    const patternSender_t sender = {0x123};
+    for (const std::uint32_t absent : {501024U, 501025U}) {
+        SCOPED_TRACE(absent);
+        Judged judged;
+        judged.see(sender, 0, 500).see(sender, 500 + absent, 2000 + absent); // 500 ms after the first one
+        const streamSummary_t s = only(judged.end());
+        EXPECT_EQ(s.jumps, absent == 501024 ? 0U : 1U);
+        EXPECT_EQ(s.totals.lost, absent == 501024 ? absent : 0U);
+    }
+}
+
 TEST(Block, ThatIsRepeatedIsRepeated) {
     const patternSender_t sender = {0x123};
     for (const std::uint32_t back : {3U, 20U, 63U, 64U, 200U, 900U}) {

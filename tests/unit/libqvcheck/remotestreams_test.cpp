@@ -27,7 +27,9 @@ TEST(RemoteStreams, AreFoundedByEightFramesInARow) {
     seeRemote(judged, 0x100, 0x107);
     EXPECT_TRUE(judged.judge.summary().streams.empty());
     EXPECT_EQ(judged.judge.summary().held, 7U);
-    seeRemote(judged, 0x107, 0x120);
+    seeRemote(judged, 0x107, 0x108);
+    EXPECT_EQ(judged.judge.summary().streams.size(), 1U);
+    seeRemote(judged, 0x108, 0x120);
     const summary_t s = judged.end();
     ASSERT_EQ(s.streams.size(), 1U);
     EXPECT_EQ(s.streams[0].role, SR_REMOTE);
