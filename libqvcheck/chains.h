@@ -57,7 +57,7 @@ private:
     place_t<Limits> placeOfDamaged(const heldFrame_t& held) const {
         Reading reading(held.frame, held.role());
         reading.vote();
-        return placeOf(table, reading, held.key, true);
+        return placeOf(table, reading, held.key, &held.at);
     }
 
     /// Each of them except the newest is a damaged frame of a stream heard since the first one came.
@@ -167,7 +167,7 @@ private:
             in.held.decided(held);
             return;
         }
-        const place_t<Limits> place = placeOf(table, reading, held.key, true);
+        const place_t<Limits> place = placeOf(table, reading, held.key, &held.at);
         const bool start = place.stream == &born && ahead(place.counter, counter) < 0 &&
                            ahead(place.counter, born.first) >= 0;
         if (place.stream != nullptr && place.distance > 0 && place.stream->key.length == held.key.length &&

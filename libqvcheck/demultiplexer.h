@@ -138,8 +138,8 @@ public:
 private:
     /// With at most one run byte a frame fits as either frame or answer.
     bool placesOnlyAsAnswer(const Reading& direct, const Reading& answer) {
-        return placeOf(table, direct, keyOf(direct, SR_DIRECT), false).stream == nullptr &&
-               placeOf(table, answer, keyOf(answer, SR_ANSWER), false).stream != nullptr;
+        return placeOf(table, direct, keyOf(direct, SR_DIRECT), nullptr).stream == nullptr &&
+               placeOf(table, answer, keyOf(answer, SR_ANSWER), nullptr).stream != nullptr;
     }
 
     static streamKey_t keyOf(const Reading& reading, streamRole_t role) {
@@ -151,7 +151,7 @@ private:
                        const sighting_t& seen) {
         const streamKey_t key = keyOf(reading, role);
         if (!reading.clean()) {
-            const place_t<Limits> place = placeOf(table, reading, key, false);
+            const place_t<Limits> place = placeOf(table, reading, key, nullptr);
             if (place.stream != nullptr && place.stream->key.length == key.length &&
                 place.stream->leftOut == 0) {
                 joiner.joinDamaged(in, place, reading, seen);

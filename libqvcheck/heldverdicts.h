@@ -106,7 +106,7 @@ private:
 
     bool decideDamaged(interface_type& in, const heldFrame_t& held, const Reading& reading,
                        const sighting_t& seen) {
-        const place_t<Limits> place = placeOf(table, reading, held.key, true);
+        const place_t<Limits> place = placeOf(table, reading, held.key, &held.at);
         if (place.stream == nullptr || place.distance == 0) {
             return false;
         }

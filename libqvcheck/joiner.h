@@ -80,7 +80,7 @@ private:
     void takeIntoOldest(interface_type& in, stream_t& s, heldFrame_t& held) {
         Reading reading(held.frame, held.role());
         reading.vote();
-        const place_t<Limits> place = placeOf(table, reading, held.key, true);
+        const place_t<Limits> place = placeOf(table, reading, held.key, &held.at);
         if (place.stream == &s && place.distance > 0 && s.window.oldest().holds(place.counter)) {
             in.held.decided(held);
             booking.take(s, place.counter, {held.frame, held.at, held.clockSteps, &reading});

@@ -30,11 +30,12 @@ class Placing {
 public:
     using stream_t = Stream<Limits>;
 
-    /// `late`: others have come since, so it is hardly a frame still to come.
-    Placing(const Reading& _reading, const streamKey_t& _key, bool _late)
+    /// `_held`: when the frame came if others have come since, so that it is hardly a frame still to come;
+    /// null: just now.
+    Placing(const Reading& _reading, const streamKey_t& _key, const arrivalTime_t* _held)
         : reading(_reading),
           key(_key),
-          late(_late) {
+          held(_held) {
         const unsigned quarter = reading.length() / 4U;
         most = quarter > 2 ? quarter : 2;
     }
@@ -103,16 +104,20 @@ private:
         const std::int32_t d = ahead(counter, s.window.next());
         const place_t<Limits> place = {&s, counter, distance, s.has(counter),
                                        apart(counter, s.window.next())};
-        const bool likely =
-            !late || (place.arrived ? distance <= 2 : d <= static_cast<std::int32_t>(Limits::step));
-        if (likely && distance <= most && place.betterThan(found)) {
+        if ((held == nullptr || isLikely(place, d)) && distance <= most && place.betterThan(found)) {
             found = place;
         }
     }
 
+    /// For a held frame: `d` is how far it is ahead now.
+    bool isLikely(const place_t<Limits>& place, std::int32_t d) const {
+        return (place.arrived ? place.distance <= 2 : d <= static_cast<std::int32_t>(Limits::step)) &&
+               place.stream->wasNear(place.counter, held->time, 2 * Limits::near);
+    }
+
     const Reading& reading;
     const streamKey_t& key;
-    bool late;
+    const arrivalTime_t* held;
     unsigned most;
     place_t<Limits> found;
 };
@@ -120,8 +125,8 @@ private:
 /// Tries all streams; see `Placing`.
 template<typename Limits>
 place_t<Limits> placeOf(const StreamTable<Limits>& table, const Reading& reading, const streamKey_t& key,
-                        bool late) {
-    Placing<Limits> placing(reading, key, late);
+                        const arrivalTime_t* held) {
+    Placing<Limits> placing(reading, key, held);
     for (Stream<Limits>* const s : table.all()) {
         placing.consider(*s);
     }

@@ -128,6 +128,18 @@ struct Stream {
         return window.reaches(counter) && !empty && ahead(counter, first) >= 0 && window.arrived(counter);
     }
 
+    /// Whether the next expected counter was at most `distance` from this one at an earlier time, as far as
+    /// the window tells.
+    bool wasNear(std::uint32_t counter, std::int64_t time, std::uint32_t distance) const {
+        std::uint32_t next = window.next();
+        while (next != first && !(window.arrived(next - 1) && window.timeOf(next - 1) <= time)) {
+            if (window.next() - --next == Limits::window) {
+                return false;
+            }
+        }
+        return apart(counter, next) <= distance;
+    }
+
     /// Takes over the account of an earlier run of the same sender; `goesOn`: it is the same run.
     void inherit(const Stream& earlier, bool goesOn);
 

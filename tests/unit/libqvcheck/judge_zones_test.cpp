@@ -172,6 +172,30 @@ TEST(DamagedFrame, IsPlacedByTwoWitnessesAndNotByOne) {
     }
 }
 
+TEST(DamagedFrame, ThatIsSoundFarAwayIsPlacedUpTo128FramesBehindTheNext) {
+    for (const std::uint32_t behind : {127U, 128U, 129U}) {
+        SCOPED_TRACE(behind);
+        Judged judged;
+        receivedFrame_t hurt = sender.frame(500 - behind);
+        hurt.data[2] ^= 0x08; // sound in itself as well
+        judged.see(sender, 0, 500 - behind).see(sender, 501 - behind, 500).see(hurt).see(sender, 500, 1200);
+        const streamSummary_t s = only(judged.end());
+        EXPECT_EQ(s.totals.corrupted, behind <= 128 ? 1U : 0U);
+        EXPECT_EQ(s.totals.stray, behind <= 128 ? 0U : 1U);
+    }
+}
+
+TEST(SoundFrame, IsNoDamagedOneOfFramesThatTheStreamReachesLater) {
+    Judged judged;
+    judged.see(sender, 0, 101).see(sender, 1000, 1001); // 3048 with one bit inverted as well
+    for (std::uint32_t k = 101; k < 3100; k += 60) {
+        judged.see(sender, k, k + 1);
+    }
+    const streamSummary_t s = only(judged.see(sender, 3100, 3700).end());
+    EXPECT_EQ(s.totals.corrupted, 0U);
+    EXPECT_EQ(s.totals.stray, 1U);
+}
+
 TEST(ThreeDamagedFrames, ThatAreSoundFarAwayFoundNoStreamWhereOneWasHeardSinceTheFirst) {
     Judged judged;
     judged.see(sender, 0, 50);

@@ -121,21 +121,19 @@ inline std::vector<regime_t> allRegimes() {
     r->mostSenders = 7;
     r->sameLowByte = true;
     r->mostFlips = 1 * percent;
-    r->notExact = 4;
+    r->notExact = 2;
 
     r = &add("EqualLowBytesAndRareInjection");
     r->mostSenders = 7;
     r->sameLowByte = true;
     r->leastPeriod = 50;
     r->mostPeriod = 149;
-    r->notExact = 7;
 
     r = &add("EqualLowBytesAndInjection");
     r->mostSenders = 7;
     r->sameLowByte = true;
     r->leastPeriod = 2;
     r->mostPeriod = 21;
-    r->notExact = 7;
 
     r = &add("EqualLowBytesInBurstsLossAndRepeats");
     r->mostSenders = 7;
