@@ -148,18 +148,19 @@ private:
         return below ? place.counter : counter;
     }
 
-    /// Places the held frames of the class in the new stream.
+    /// Places the held frames of the class in the new stream, which may be gone afterwards.
     void rejudge(interface_type& in, stream_t& born, std::uint32_t counter) {
         const streamKey_t key = born.key;
+        const std::uint8_t slot = born.slot;
         for (auto place = in.held.firstPlace(); place != in.held.endPlace(); ++place) {
             heldFrame_t& held = in.held[place];
             if (held.waiting && held.key.sameClass(key)) {
-                rejudge(in, held, born, counter);
+                rejudge(in, held, table.at(slot) == &born ? &born : nullptr, counter);
             }
         }
     }
 
-    void rejudge(interface_type& in, heldFrame_t& held, const stream_t& born, std::uint32_t counter) {
+    void rejudge(interface_type& in, heldFrame_t& held, stream_t* born, std::uint32_t counter) {
         const sighting_t seen = {held.frame, held.at, held.clockSteps};
         Reading reading(held.frame, held.role());
         reading.vote();
@@ -167,9 +168,15 @@ private:
             in.held.decided(held);
             return;
         }
+        if (born != nullptr && reading.clean() && held.key == born->key &&
+            succession.liesBefore(*born, held.counter)) {
+            in.held.decided(held);
+            joiner.join(in, *born, held.counter, seen);
+            return;
+        }
         const place_t<Limits> place = placeOf(table, reading, held.key, &held.at);
-        const bool start = place.stream == &born && ahead(place.counter, counter) < 0 &&
-                           ahead(place.counter, born.first) >= 0;
+        const bool start = born != nullptr && place.stream == born && ahead(place.counter, counter) < 0 &&
+                           ahead(place.counter, born->first) >= 0;
         if (place.stream != nullptr && place.distance > 0 && place.stream->key.length == held.key.length &&
             (start || !reading.clean())) {
             in.held.decided(held);

@@ -42,6 +42,13 @@ public:
         reporter.named(n.summary(), n.born.time);
     }
 
+    /// A frame before the unnamed stream is its own: it lies above the silent one that it may continue.
+    bool liesBefore(const stream_t& n, std::uint32_t counter) const {
+        const stream_t* const s = predecessor(n);
+        return !n.startKnown() && n.first - counter < Limits::window &&
+               (s == nullptr || ahead(counter, s->window.next()) >= 0);
+    }
+
     /// Decides what an unnamed stream is, if possible at `now`. The stream or another one with its key may be
     /// gone afterwards.
     void explain(stream_t& n, std::int64_t now) {

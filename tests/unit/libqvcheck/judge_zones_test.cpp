@@ -47,6 +47,53 @@ TEST(SoundFrame, BelongsToAStreamJoinedUpTo64FramesBehindIt) {
     }
 }
 
+TEST(SoundFramesFarApart, BelongToTheStreamThatTheyLeadTo) {
+    Judged judged;
+    judged.see(sender, 0, 100).see(sender, 200, 201).see(sender, 300, 301).see(sender, 400, 2000);
+    const streamSummary_t s = only(judged.end());
+    EXPECT_EQ(s.totals.intact, 1702U);
+    EXPECT_EQ(s.totals.lost, 298U);
+    EXPECT_EQ(judged.found(FK_LOST), 298U) << "and nothing else is found";
+    EXPECT_EQ(judged.findings.size(), 3U);
+}
+
+TEST(SoundFramesFarApart, BeginAStreamUpTo1023FramesBelowTheThreeThatFoundIt) {
+    const patternSender_t joined = {0x12345};
+    for (const std::uint32_t below : {65U, 1023U, 1024U}) {
+        SCOPED_TRACE(below);
+        Judged judged;
+        judged.see(joined, 1500 - below, 1501 - below).see(joined, 1500, 3000);
+        const streamSummary_t s = only(judged.end());
+        EXPECT_EQ(s.totals.intact, below < 1024 ? 1501U : 1500U);
+        EXPECT_EQ(s.totals.lost, below < 1024 ? below - 1 : 0U);
+        EXPECT_EQ(s.totals.stray, below < 1024 ? 0U : 1U);
+    }
+}
+
+TEST(SoundFramesFarApart, AreNotPartOfAnotherSendersStream) {
+    Judged judged;
+    judged.see(patternSender_t{0x12346}, 100, 101).see(patternSender_t{0x12345}, 300, 2000);
+    const summary_t s = judged.end();
+    EXPECT_EQ(only(s).first, 0x12345U + 300);
+    EXPECT_EQ(s.foreign, 1U);
+}
+
+TEST(SoundFramesFarApart, AreNotPartOfAStreamThatBeginsAboveThem) {
+    Judged judged;
+    judged.see(patternSender_t{0x400}, 0x80, 0x81).see(patternSender_t{0x500}, 0, 1000);
+    const streamSummary_t s = only(judged.end());
+    EXPECT_EQ(s.first, 0x500U);
+    EXPECT_EQ(s.totals.stray, 1U);
+}
+
+TEST(SoundFramesFarApart, AreRepeatsWhereTheSilentStreamHasThem) {
+    Judged judged;
+    judged.see(sender, 0, 500).see(sender, 300, 301).see(sender, 600, 2000);
+    const streamSummary_t s = only(judged.end());
+    EXPECT_EQ(s.totals.intact, 1900U);
+    EXPECT_EQ(s.totals.repeated, 1U);
+}
+
 TEST(MissingFrame, FillsItsPlaceUpTo1024FramesBehind) {
     demands_t demands;
     demands.wait = 10000 * Judged::millisecond;

@@ -97,6 +97,10 @@ inline std::vector<regime_t> allRegimes() {
     r->leastLoss = 10 * percent;
     r->mostLoss = 90 * percent;
 
+    r = &add("LossOf90To95Percent");
+    r->leastLoss = 90 * percent;
+    r->mostLoss = 95 * percent;
+
     r = &add("Restart");
     r->restart = true;
 
