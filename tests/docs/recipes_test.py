@@ -139,7 +139,11 @@ def test_the_picture_is_drawn_of_a_check_that_passes(follow, tmp_path):
 
 
 def test_the_manual_page_has_its_commands_from_here():
-    blocks = [block.replace("\\\n    ", "").strip() for block in recipes().values()]
-    shown = [plain(line).strip() for line in section("qvcancheck.1", "IN SCRIPTS") if plain(line).startswith(" " * 11)]
+    def joined(text):
+        return text.replace("\\\n    ", "").strip()
+
+    blocks = [joined(block) for block in recipes().values()]
+    lines = [plain(line) for line in section("qvcancheck.1", "IN SCRIPTS")]
+    shown = joined("\n".join(line[11:] for line in lines if line.startswith(" " * 11))).splitlines()
     assert len(shown) == 3
     assert [line for line in shown if line not in blocks] == []
