@@ -211,7 +211,11 @@ private:
     void again(stream_t& s, std::uint32_t counter, const sighting_t& seen) {
         if (seen.damaged != nullptr) {
             ++s.counts.corruptedRepeats;
-            corruption.tell(s, counter, seen);
+            if (corruption.isCopy(s, counter, seen)) {
+                tellRepeat(s, counter, seen.at.time, 1, &seen.frame);
+            } else {
+                corruption.tell(s, counter, seen);
+            }
             reporter.frame(seen.frame, FT_CORRUPTED_REPEAT, s.number, counter);
             return;
         }

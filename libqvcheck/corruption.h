@@ -17,17 +17,23 @@ public:
     /// The first frame with this counter is damaged. Returns whether the sender was to damage it.
     bool injected(stream_t& s, std::uint32_t counter, const sighting_t& seen) {
         const evidence_t evidence = seen.damaged->evidence(counter, s.key.tag, s.key.extended, s.key.length);
+        s.hurtOf(counter) = {counter, evidence.differing, evidence.bytes[0]};
         if (s.injection.damaged(counter, evidence)) {
             reporter.injected(seen.at.time);
             return true;
         }
-        s.hurts[counter % s.hurts.size()] = {counter, evidence.differing, evidence.bytes[0]};
         if (isEcho(s, counter, evidence)) {
             ++s.pair->counts.echoedDamage;
             return false;
         }
         tell(s, counter, seen);
         return false;
+    }
+
+    /// Whether the first frame with this counter was damaged in the same way.
+    static bool isCopy(const stream_t& s, std::uint32_t counter, const sighting_t& seen) {
+        return s.hurtOf(counter).sameAs(
+            counter, seen.damaged->evidence(counter, s.key.tag, s.key.extended, s.key.length));
     }
 
     /// The first frame with this counter is intact although the sender was to corrupt it.
@@ -50,8 +56,7 @@ private:
         if (s.pair == nullptr || s.key.role != SR_ANSWER) {
             return false;
         }
-        const auto& hurts = s.pair->direct->hurts;
-        return hurts[counter % hurts.size()].sameAs(counter, evidence);
+        return s.pair->direct->hurtOf(counter).sameAs(counter, evidence);
     }
 
     Reporter& reporter;

@@ -31,7 +31,7 @@ struct streamKey_t {
     bool operator==(const streamKey_t& other) const { return packed() == other.packed(); }
 };
 
-/// A damaged frame, kept to recognise the echo of its damage.
+/// A damaged frame, kept to recognise copies of it and the echo of its damage.
 struct hurt_t {
     std::uint32_t counter;
     std::uint8_t differing; ///< 0: none
@@ -127,6 +127,10 @@ struct Stream {
     bool has(std::uint32_t counter) const {
         return window.reaches(counter) && !empty && ahead(counter, first) >= 0 && window.arrived(counter);
     }
+
+    /// Where the last damaged frame with this counter is kept, unless a later one took its place.
+    hurt_t& hurtOf(std::uint32_t counter) { return hurts[counter % hurts.size()]; }
+    const hurt_t& hurtOf(std::uint32_t counter) const { return hurts[counter % hurts.size()]; }
 
     /// Whether the next expected counter was at most `distance` from this one at an earlier time, as far as
     /// the window tells.

@@ -92,11 +92,31 @@ TEST(LateFrame, ThatComesAgainIsRepeated) {
     EXPECT_EQ(s.totals.repeated, 1U);
 }
 
-TEST(DamagedRepeat, IsAFinding) {
-    Judged judged;
+TEST(DamagedRepeat, IsCorruptedUnlessTheFirstWasDamagedInTheSameWay) {
     receivedFrame_t hurt = swapped.frame(9);
     hurt.data[6] ^= 4;
-    judged.see(swapped, 0, 10).see(hurt).see(swapped, 10, 20);
-    EXPECT_EQ(only(judged.end()).totals.corruptedRepeats, 1U);
-    EXPECT_EQ(judged.found(FK_CORRUPTED), 1U);
+    receivedFrame_t other = swapped.frame(9);
+    other.data[6] ^= 8;
+    for (const auto& first : {swapped.frame(9), other, hurt}) {
+        Judged judged;
+        judged.see(swapped, 0, 9).see(first).see(hurt).see(swapped, 10, 20);
+        const bool copy = first.data[6] == hurt.data[6];
+        const streamSummary_t s = only(judged.end());
+        EXPECT_EQ(s.totals.corruptedRepeats, 1U);
+        EXPECT_EQ(judged.found(FK_CORRUPTED), s.totals.corrupted + (copy ? 0 : 1));
+        EXPECT_EQ(judged.found(FK_REPEATED), copy ? 1U : 0U);
+    }
+}
+
+TEST(DamagedRepeat, OfAFrameThatTheSenderCorruptsAsDemandedIsRepeated) {
+    demands_t demands;
+    demands.errorPeriod = 50;
+    Judged judged(demands);
+    judged.seeInjected(swapped, 0, 100, 50).seeInjected(swapped, 99, 200, 50);
+    const streamSummary_t s = only(judged.end());
+    EXPECT_EQ(s.totals.injected, 4U);
+    EXPECT_EQ(s.totals.corruptedRepeats, 1U);
+    EXPECT_EQ(judged.found(FK_CORRUPTED), 0U);
+    EXPECT_EQ(judged.found(FK_REPEATED), 1U);
+    EXPECT_EQ(judged.first(FK_REPEATED).span, Judged::millisecond);
 }
