@@ -83,27 +83,10 @@ private:
     }
 
     void birth(interface_type& in, const chain_t& chain) {
-        const arrivalTime_t at = chain[0]->at;
-        const std::uint32_t counter = chain[0]->counter;
-        stream_t* const s = add(chain);
-        if (s == nullptr) {
-            for (heldFrame_t* const held : chain) {
-                verdicts.tellFurther(in, *held);
-            }
-            return;
+        foundBefore(in, *chain[0]);
+        if (!chain[0]->waiting) {
+            return; // it continues what came before it
         }
-        findStart(in, *s, counter, at.number);
-        s->fd = chain[0]->frame.fd; // needed for its name
-        if (!s->named) {
-            succession.born(*s);
-            in.lookBy(succession.due(*s));
-        }
-        rejudge(in, *s, counter);
-    }
-
-    /// The stream that a chain founds, a demanded one if possible; null if there is no room.
-    stream_t* add(const chain_t& chain) {
-        const heldFrame_t& first = *chain[0];
         if (table.full()) {
             succession.explainAll();
         }
@@ -111,8 +94,55 @@ private:
         if (parent != nullptr && parent->child != nullptr) {
             succession.fold(*parent->child);
         }
-        stream_t* const s = founder.addDemandedNear(first.key, first.counter, INT32_MAX, first.at);
-        return s != nullptr ? s : founder.addUnnamed(first.key, first.counter, parent, first.at);
+        if (!found(in, *chain[0], parent)) {
+            for (heldFrame_t* const held : chain) {
+                verdicts.tellFurther(in, *held);
+            }
+        }
+    }
+
+    /// Frames that came before the first one of a chain and lead to it, further apart than those of a chain,
+    /// are runs of the sender as well. Those that are near it are found with it.
+    void foundBefore(interface_type& in, const heldFrame_t& first) {
+        for (auto place = in.held.firstPlace(); &in.held[place] != &first; ++place) {
+            const heldFrame_t& held = in.held[place];
+            const std::uint32_t below = first.counter - held.counter;
+            if (held.waiting && held.clean && held.key == first.key && below > Limits::near &&
+                below < Limits::window && !first.key.startsAt(first.counter) && isAheadOfAll(held)) {
+                found(in, held, nullptr);
+            }
+        }
+    }
+
+    bool isAheadOfAll(const heldFrame_t& held) const {
+        for (const stream_t* s = table.first(held.key); s != nullptr; s = table.after(*s)) {
+            if (s->key == held.key && ahead(held.counter, s->window.next()) < 0) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    /// Founds a stream with a held frame, a demanded one if possible, and gives it the other held ones.
+    /// Returns false if there is no room. `parent`: the stream that has the frame already, or null.
+    bool found(interface_type& in, const heldFrame_t& held, stream_t* parent) {
+        const arrivalTime_t at = held.at;
+        const std::uint32_t counter = held.counter;
+        stream_t* s = founder.addDemandedNear(held.key, counter, INT32_MAX, at);
+        if (s == nullptr) {
+            s = founder.addUnnamed(held.key, counter, parent, at);
+        }
+        if (s == nullptr) {
+            return false;
+        }
+        findStart(in, *s, counter, at.number);
+        s->fd = held.frame.fd; // needed for its name
+        if (!s->named) {
+            succession.born(*s);
+            in.lookBy(succession.due(*s));
+        }
+        rejudge(in, *s, counter);
+        return true;
     }
 
     /// The stream begins at the lowest of its held frames from before the chain.
@@ -140,7 +170,7 @@ private:
 
     /// The counter of a held frame that belongs to the start of the stream, else the stream's first one.
     std::uint32_t startOf(const heldFrame_t& held, const stream_t& s, std::uint32_t counter) const {
-        if (s.startsHere(counter)) {
+        if (s.key.startsAt(counter)) {
             return counter;
         }
         const place_t<Limits> place = placeOfDamaged(held);
@@ -148,19 +178,18 @@ private:
         return below ? place.counter : counter;
     }
 
-    /// Places the held frames of the class in the new stream, which may be gone afterwards.
+    /// Places the held frames of the class in the new stream.
     void rejudge(interface_type& in, stream_t& born, std::uint32_t counter) {
         const streamKey_t key = born.key;
-        const std::uint8_t slot = born.slot;
         for (auto place = in.held.firstPlace(); place != in.held.endPlace(); ++place) {
             heldFrame_t& held = in.held[place];
             if (held.waiting && held.key.sameClass(key)) {
-                rejudge(in, held, table.at(slot) == &born ? &born : nullptr, counter);
+                rejudge(in, held, born, counter);
             }
         }
     }
 
-    void rejudge(interface_type& in, heldFrame_t& held, stream_t* born, std::uint32_t counter) {
+    void rejudge(interface_type& in, heldFrame_t& held, const stream_t& born, std::uint32_t counter) {
         const sighting_t seen = {held.frame, held.at, held.clockSteps};
         Reading reading(held.frame, held.role());
         reading.vote();
@@ -168,15 +197,9 @@ private:
             in.held.decided(held);
             return;
         }
-        if (born != nullptr && reading.clean() && held.key == born->key &&
-            succession.liesBefore(*born, held.counter)) {
-            in.held.decided(held);
-            joiner.join(in, *born, held.counter, seen);
-            return;
-        }
         const place_t<Limits> place = placeOf(table, reading, held.key, &held.at);
-        const bool start = born != nullptr && place.stream == born && ahead(place.counter, counter) < 0 &&
-                           ahead(place.counter, born->first) >= 0;
+        const bool start = place.stream == &born && ahead(place.counter, counter) < 0 &&
+                           ahead(place.counter, born.first) >= 0;
         if (place.stream != nullptr && place.distance > 0 && place.stream->key.length == held.key.length &&
             (start || !reading.clean())) {
             in.held.decided(held);

@@ -26,6 +26,10 @@ struct streamKey_t {
                std::uint32_t{length} << 8 | tag;
     }
     std::uint32_t idMask() const { return extended ? CAN_EFF_MASK : CAN_SFF_MASK; }
+    /// The counter is that of a sender's first frame: its run begins at 0 and the counter is an identifier.
+    bool startsAt(std::uint32_t counter) const {
+        return role != SR_REMOTE && static_cast<std::uint8_t>(counter) == tag && counter <= idMask();
+    }
     /// The same except for the tag.
     bool sameClass(const streamKey_t& other) const { return ((packed() ^ other.packed()) >> 8) == 0; }
     bool operator==(const streamKey_t& other) const { return packed() == other.packed(); }
@@ -104,15 +108,11 @@ struct Stream {
 
     std::uint32_t idValues() const { return key.idMask() + 1; }
 
-    /// The counter is that of a sender's first frame: its run begins at 0 and the counter is an identifier.
-    bool startsHere(std::uint32_t counter) const {
-        return key.role != SR_REMOTE && static_cast<std::uint8_t>(counter) == key.tag && counter < idValues();
-    }
-    bool startKnown() const { return startDemanded || startsHere(first); }
+    bool startKnown() const { return startDemanded || key.startsAt(first); }
 
     /// The run began like a sender, or where this one did, so it is no repeated block.
     bool beganLike(const Stream& sender) const {
-        return startsHere(first) || (sender.startKnown() && first - sender.first < Limits::step);
+        return key.startsAt(first) || (sender.startKnown() && first - sender.first < Limits::step);
     }
 
     /// No lower counter belongs to the stream.

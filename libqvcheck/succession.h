@@ -42,13 +42,6 @@ public:
         reporter.named(n.summary(), n.born.time);
     }
 
-    /// A frame before the unnamed stream is its own: it lies above the silent one that it may continue.
-    bool liesBefore(const stream_t& n, std::uint32_t counter) const {
-        const stream_t* const s = predecessor(n);
-        return !n.startKnown() && n.first - counter < Limits::window &&
-               (s == nullptr || ahead(counter, s->window.next()) >= 0);
-    }
-
     /// Decides what an unnamed stream is, if possible at `now`. The stream or another one with its key may be
     /// gone afterwards.
     void explain(stream_t& n, std::int64_t now) {
@@ -241,7 +234,7 @@ private:
         handOver(s, n, false);
         finding_t f = streamFinding(n, kind, n.born.time, n.first, 1);
         f.last = s.window.next() - 1;
-        f.began = n.startsHere(n.first);
+        f.began = n.key.startsAt(n.first);
         reporter.finding(f);
         ++(kind == FK_JUMP ? n.jumps : n.restarts);
         n.inherit(s, false);

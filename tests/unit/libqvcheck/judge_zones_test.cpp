@@ -48,13 +48,27 @@ TEST(SoundFrame, BelongsToAStreamJoinedUpTo64FramesBehindIt) {
 }
 
 TEST(SoundFramesFarApart, BelongToTheStreamThatTheyLeadTo) {
+    for (const std::uint32_t third : {300U, 250U}) { // and near the second one, so that it continues that
+        SCOPED_TRACE(third);
+        Judged judged;
+        judged.see(sender, 0, 100).see(sender, 200, 201).see(sender, third, third + 1);
+        const streamSummary_t s = only(judged.see(sender, third + 50, 2000).end());
+        EXPECT_EQ(s.totals.intact, 2000 - third + 52);
+        EXPECT_EQ(s.totals.lost, third - 52);
+        EXPECT_EQ(judged.found(FK_LOST), third - 52) << "and nothing else is found";
+        EXPECT_EQ(judged.findings.size(), 3U);
+    }
+}
+
+TEST(SoundFramesFarApart, BelongToTheStreamThatTheyLeadToWhateverOthersSend) {
+    // Both keys are in the same list of the table.
     Judged judged;
-    judged.see(sender, 0, 100).see(sender, 200, 201).see(sender, 300, 301).see(sender, 400, 2000);
-    const streamSummary_t s = only(judged.end());
-    EXPECT_EQ(s.totals.intact, 1702U);
-    EXPECT_EQ(s.totals.lost, 298U);
-    EXPECT_EQ(judged.found(FK_LOST), 298U) << "and nothing else is found";
-    EXPECT_EQ(judged.findings.size(), 3U);
+    judged.see(patternSender_t{0x5000D, false, 64}, 0, 100).see(patternSender_t{0x12345}, 0, 1);
+    judged.see(patternSender_t{0x12345}, 200, 2000);
+    const summary_t s = judged.end();
+    ASSERT_EQ(s.streams.size(), 2U);
+    EXPECT_EQ(s.streams[1].totals.intact, 1801U);
+    EXPECT_EQ(s.foreign, 0U);
 }
 
 TEST(SoundFramesFarApart, BeginAStreamUpTo1023FramesBelowTheThreeThatFoundIt) {
