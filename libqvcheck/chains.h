@@ -101,21 +101,23 @@ private:
         }
     }
 
-    /// Frames that came before the first one of a chain and lead to it, further apart than those of a chain,
-    /// are runs of the sender as well. Those that are near it are found with it.
+    /// Sound frames that came before the first one of a chain and lead to it are runs of the sender as well,
+    /// unless it begins there.
     void foundBefore(interface_type& in, const heldFrame_t& first) {
+        if (first.key.startsAt(first.counter)) {
+            return;
+        }
         for (auto place = in.held.firstPlace(); &in.held[place] != &first; ++place) {
             const heldFrame_t& held = in.held[place];
-            const std::uint32_t below = first.counter - held.counter;
-            if (held.waiting && held.clean && held.key == first.key && below > Limits::near &&
-                below < Limits::window && !first.key.startsAt(first.counter) && isAheadOfAll(held)) {
+            if (held.waiting && held.clean && held.key == first.key &&
+                first.counter - held.counter < Limits::window && isAheadOfAll(held)) {
                 found(in, held, nullptr);
             }
         }
     }
 
     bool isAheadOfAll(const heldFrame_t& held) const {
-        for (const stream_t* s = table.first(held.key); s != nullptr; s = table.after(*s)) {
+        for (const stream_t* const s : table.all()) {
             if (s->key == held.key && ahead(held.counter, s->window.next()) < 0) {
                 return false;
             }
@@ -126,16 +128,15 @@ private:
     /// Founds a stream with a held frame, a demanded one if possible, and gives it the other held ones.
     /// Returns false if there is no room. `parent`: the stream that has the frame already, or null.
     bool found(interface_type& in, const heldFrame_t& held, stream_t* parent) {
-        const arrivalTime_t at = held.at;
         const std::uint32_t counter = held.counter;
-        stream_t* s = founder.addDemandedNear(held.key, counter, INT32_MAX, at);
+        stream_t* s = founder.addDemandedNear(held.key, counter, INT32_MAX, held.at);
         if (s == nullptr) {
-            s = founder.addUnnamed(held.key, counter, parent, at);
+            s = founder.addUnnamed(held.key, counter, parent, held.at);
         }
         if (s == nullptr) {
             return false;
         }
-        findStart(in, *s, counter, at.number);
+        findStart(in, *s, counter, held.at.number);
         s->fd = held.frame.fd; // needed for its name
         if (!s->named) {
             succession.born(*s);
