@@ -89,10 +89,10 @@ std::set<std::uint32_t> from(std::uint32_t first, std::uint32_t n) {
     return frames;
 }
 
-void expectRoundTrips(const summary_t& s, std::uint64_t least) {
+void expectRoundTrips(const summary_t& s, std::uint64_t measured) {
     ASSERT_EQ(s.pairs.size(), 1U);
     EXPECT_EQ(s.pairs[0].answered, 2000U);
-    EXPECT_GE(s.pairs[0].roundTrips->count(), least);
+    EXPECT_EQ(s.pairs[0].roundTrips->count(), measured);
     EXPECT_EQ(s.pairs[0].roundTrips->min(), roundTrip);
     EXPECT_EQ(s.pairs[0].roundTrips->max(), roundTrip);
 }
@@ -110,7 +110,7 @@ protected:
 TEST_P(Pairs, MeasureEveryRoundTrip) {
     Judged judged(answered());
     const summary_t s = run(judged, x);
-    expectRoundTrips(s, 1990);
+    expectRoundTrips(s, 2000);
     EXPECT_TRUE(judged.findings.empty());
 }
 
@@ -191,7 +191,8 @@ TEST_P(Pairs, AreNotMeasuredWhereTheClockWasSetInBetween) {
     x.clockSet = {{400, -30000 * Judged::millisecond}, {401, 2 * day}, {900, -2 * day}};
     Judged judged(answered());
     const summary_t s = run(judged, x);
-    expectRoundTrips(s, 1980);
+    // On two interfaces the clock of the frames steps with the next frame, 402 and 901.
+    expectRoundTrips(s, x.twoInterfaces ? 1995 : 1997);
     EXPECT_EQ(s.pairs[0].early, 0U);
     EXPECT_TRUE(judged.findings.empty());
 }

@@ -180,6 +180,7 @@ TEST_P(Exchanges, ArePairedAsTheyHappened) {
         const pairTruth_t got = {p.answered, p.unanswered, p.unseen, p.early, p.echoedDamage};
         ASSERT_EQ(got, exchange.truth);
         ASSERT_EQ(sink.frames, exchange.truth.unanswered);
+        ASSERT_EQ(p.roundTrips->count() + p.early, p.answered);
     }
 }
 
