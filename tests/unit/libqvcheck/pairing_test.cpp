@@ -197,6 +197,38 @@ TEST_P(Pairs, AreNotMeasuredWhereTheClockWasSetInBetween) {
     EXPECT_TRUE(judged.findings.empty());
 }
 
+TEST_P(Pairs, AreMeasuredThoughTheClocksOfTheInterfacesMissedDifferentTimes) {
+    x.clockSet = {{400, -30000 * Judged::millisecond}};
+    x.answersLost = {399}; // 4 ms without a stamp when the clock is set, and 2 ms on the other interface
+    Judged judged(answered());
+    const pairSummary_t pair = run(judged, x).pairs.at(0);
+    EXPECT_EQ(pair.early, 0U);
+    EXPECT_EQ(pair.roundTrips->min(), roundTrip);
+    EXPECT_EQ(pair.roundTrips->max(), roundTrip);
+}
+
+TEST(AnswerBeforeItsFrame, IsNotEarlyWhereTheClockWasSetInBetween) {
+    const patternSender_t back = {0x101, false, 8, true};
+    for (const bool set : {false, true}) {
+        Judged judged;
+        const auto see = [&](receivedFrame_t f, std::int64_t ms, std::uint8_t interface) {
+            f.time = ms * Judged::millisecond;
+            f.interface = interface;
+            judged.judge.judge(f);
+        };
+        for (std::int64_t k = 0; k < 20; ++k) {
+            const auto number = static_cast<std::uint32_t>(k);
+            see(patternSender_t{0x101}.frame(number), k * 10, 0);
+            see(back.seen(back.frame(number)), k * 10 + 1, 1);
+        }
+        const std::int64_t later = set ? 86400000 : 0;
+        see(back.seen(back.frame(21)), 210, 1);
+        see(patternSender_t{0x101}.frame(20), 211 + later, 0);
+        see(patternSender_t{0x101}.frame(21), 212 + later, 0);
+        EXPECT_EQ(judged.end().pairs.at(0).early, set ? 0U : 1U);
+    }
+}
+
 TEST_P(Pairs, TellWhichFramesWereNotAnsweredHoweverLongAnswersAreWaitedFor) {
     x.framesLost = {700};
     x.answersLost = {500, 501, 502, 900};
