@@ -112,7 +112,7 @@ private:
     /// For a held frame: `d` is how far it is ahead now.
     bool isLikely(const place_t<Limits>& place, std::int32_t d) const {
         return (place.arrived ? place.distance <= 2 : d <= static_cast<std::int32_t>(Limits::step)) &&
-               place.stream->wasNear(place.counter, held->time, 2 * Limits::near);
+               place.stream->couldHave(place.counter, *held);
     }
 
     const Reading& reading;

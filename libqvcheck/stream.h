@@ -132,16 +132,21 @@ struct Stream {
     hurt_t& hurtOf(std::uint32_t counter) { return hurts[counter % hurts.size()]; }
     const hurt_t& hurtOf(std::uint32_t counter) const { return hurts[counter % hurts.size()]; }
 
-    /// Whether the next expected counter was at most `distance` from this one at an earlier time, as far as
-    /// the window tells.
-    bool wasNear(std::uint32_t counter, std::int64_t time, std::uint32_t distance) const {
-        std::uint32_t next = window.next();
-        while (next != first && !(window.arrived(next - 1) && window.timeOf(next - 1) <= time)) {
-            if (window.next() - --next == Limits::window) {
-                return false;
-            }
+    /// Whether a frame that came then could have had this counter of the window: the stream was at most 128
+    /// frames from it, as far as is known. Frames that are read together may have the same time, so only what
+    /// came later is known not to have come before.
+    bool couldHave(std::uint32_t counter, const arrivalTime_t& at) {
+        constexpr std::uint32_t most = 2 * Limits::near;
+        const gap_t* const gap = window.gapOf(counter);
+        if (gap != nullptr && at.number >= gap->opened.number + most) {
+            return false;
         }
-        return apart(counter, next) <= distance;
+        std::uint32_t next = window.next();
+        while (ahead(next, counter - most) > 0 && ahead(next, first) > 0 &&
+               !(has(next - 1) && window.timeOf(next - 1) <= at.time)) {
+            --next;
+        }
+        return ahead(next, counter - most) > 0;
     }
 
     /// Takes over the account of an earlier run of the same sender; `goesOn`: it is the same run.

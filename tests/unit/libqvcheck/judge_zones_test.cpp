@@ -233,23 +233,62 @@ TEST(DamagedFrame, IsPlacedByTwoWitnessesAndNotByOne) {
     }
 }
 
-TEST(DamagedFrame, ThatIsSoundFarAwayIsPlacedUpTo128FramesBehindTheNext) {
-    for (const std::uint32_t behind : {127U, 128U, 129U}) {
-        SCOPED_TRACE(behind);
-        Judged judged;
-        receivedFrame_t hurt = sender.frame(500 - behind);
-        hurt.data[2] ^= 0x08; // sound in itself as well
-        judged.see(sender, 0, 500 - behind).see(sender, 501 - behind, 500).see(hurt).see(sender, 500, 1200);
-        const streamSummary_t s = only(judged.end());
-        EXPECT_EQ(s.totals.corrupted, behind <= 128 ? 1U : 0U);
-        EXPECT_EQ(s.totals.stray, behind <= 128 ? 0U : 1U);
+TEST(DamagedFrame, ThatIsSoundFarAwayIsPlacedLessThan128FramesFromWhereItWasDue) {
+    constexpr std::uint32_t due = 500;
+    receivedFrame_t hurt = sender.frame(due);
+    hurt.data[2] ^= 0x08; // sound in itself as well
+    for (const std::uint32_t moved : {0U, 1U, 127U, 128U, 129U}) {
+        for (const bool early : {false, true}) {
+            SCOPED_TRACE(std::to_string(moved) + (early ? " early" : " late"));
+            Judged judged;
+            if (early) {
+                judged.see(sender, 0, due - moved).see(hurt).see(sender, due - moved, due);
+            } else {
+                judged.see(sender, 0, due).see(sender, due + 1, due + 1 + moved).see(hurt);
+            }
+            const std::uint32_t next = early || moved == 0 ? due + 1 : due + 1 + moved;
+            const streamSummary_t s = only(judged.see(sender, next, 1200).end());
+            const bool placed = moved < 128;
+            EXPECT_EQ(s.totals.corrupted, placed ? 1U : 0U);
+            EXPECT_EQ(s.totals.stray, placed ? 0U : 1U);
+        }
     }
+}
+
+TEST(DamagedFrame, ThatIsSoundFarAwayIsPlacedWithoutTimeStamps) {
+    Judged judged;
+    const auto see = [&judged](receivedFrame_t frame) {
+        frame.time = receivedFrame_t::noTime;
+        judged.judge.judge(frame);
+    };
+    for (std::uint32_t k = 0; k < 1200; ++k) {
+        receivedFrame_t frame = sender.frame(k);
+        frame.data[0] ^= k == 500 ? 0xFF : 0;
+        see(frame);
+        if (k == 501) {
+            see(sender.frame(500)); // and comes again
+        }
+    }
+    const streamSummary_t s = only(judged.end());
+    EXPECT_EQ(s.totals.intact, 1200U);
+    EXPECT_EQ(s.totals.corruptedRepeats, 1U);
+}
+
+TEST(SoundFrame, IsNoDamagedRepeatOfFramesThatCameLater) {
+    Judged judged;
+    judged.see(sender, 0, 101).see(sender, 1000, 1001);
+    for (std::uint32_t k = 101; k < 2900; k += 60) {
+        judged.see(sender, k, k + 1);
+    }
+    const streamSummary_t s = only(judged.see(sender, 2900, 3500).end());
+    EXPECT_EQ(s.totals.corruptedRepeats, 0U);
+    EXPECT_EQ(s.totals.stray, 1U);
 }
 
 TEST(SoundFrame, IsNoDamagedOneOfFramesThatTheStreamReachesLater) {
     Judged judged;
     judged.see(sender, 0, 101).see(sender, 1000, 1001); // 3048 with one bit inverted as well
-    for (std::uint32_t k = 101; k < 3100; k += 60) {
+    for (std::uint32_t k = 101; k < 3100; k += 30) {
         judged.see(sender, k, k + 1);
     }
     const streamSummary_t s = only(judged.see(sender, 3100, 3700).end());

@@ -125,7 +125,7 @@ inline std::vector<regime_t> allRegimes() {
     r->mostSenders = 7;
     r->sameLowByte = true;
     r->mostFlips = 1 * percent;
-    r->notExact = 2;
+    r->notExact = 3;
 
     r = &add("EqualLowBytesAndRareInjection");
     r->mostSenders = 7;
