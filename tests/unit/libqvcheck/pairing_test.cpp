@@ -1,118 +1,13 @@
 #include "libqvcheck/causes.h"
-#include "tests/unit/libqvcheck/judged.h"
+#include "tests/unit/libqvcheck/exchange.h"
 
-#include <map>
-#include <set>
 #include <string>
 
 #include <gtest/gtest.h>
 
 namespace {
 
-constexpr std::int64_t microsecond = 1000;
-constexpr std::int64_t roundTrip = 100 * microsecond;
-
-/// A frame each 2 ms and its answer 0.1 ms later; what is lost on the way is in the sets.
-struct exchange_t {
-    std::uint32_t frames = 2000;
-    std::set<std::uint32_t> framesLost;   ///< before the bus: not answered either
-    std::set<std::uint32_t> framesUnseen; ///< answered, but this host missed them
-    std::set<std::uint32_t> answersLost;
-    std::set<std::uint32_t> damaged;                ///< and answered so
-    std::map<std::uint32_t, std::int64_t> clockSet; ///< after that frame and before its answer, by so much
-    std::uint32_t dropped = 0; ///< by this host's queue, right before the answer to frame 600
-    bool twoInterfaces = false;
-    bool standing = false; ///< the run ends long after the last frame
-};
-
-void exchange(Judged& judged, const exchange_t& x) {
-    const patternSender_t out = {0x101};
-    const patternSender_t back = {0x101, false, 8, true};
-    const std::int64_t begin = judged.time;
-    std::int64_t set = 0;
-    const auto see = [&](receivedFrame_t f, std::int64_t at, bool answer) {
-        f.time = at + set;
-        f.interface = answer && x.twoInterfaces ? 1 : 0;
-        judged.judge.judge(f);
-    };
-    for (std::uint32_t k = 0; k < x.frames; ++k) {
-        const std::int64_t time = begin + std::int64_t{k} * 2 * Judged::millisecond;
-        judged.time = time;
-        receivedFrame_t frame = out.frame(k);
-        frame.data[5] ^= static_cast<std::uint8_t>(x.damaged.count(k) << 4);
-        const bool lost = x.framesLost.count(k) > 0;
-        if (!lost && x.framesUnseen.count(k) == 0) {
-            see(frame, time, false);
-        }
-        const auto step = x.clockSet.find(k);
-        set += step != x.clockSet.end() ? step->second : 0;
-        if (!lost && x.answersLost.count(k) == 0) {
-            frame.dropped = k == 600 ? x.dropped : 0;
-            see(back.seen(frame), time + roundTrip, true);
-        }
-    }
-    judged.time += set;
-}
-
-summary_t run(Judged& judged, const exchange_t& x) {
-    exchange(judged, x);
-    if (x.standing) {
-        judged.judge.settle(judged.time + 3000 * Judged::millisecond);
-    }
-    return judged.end();
-}
-
-demands_t answered() {
-    demands_t demands;
-    demands.answer = true;
-    return demands;
-}
-
-demands_t answeredWithin(std::int64_t ms) {
-    demands_t demands = answered();
-    demands.wait = ms * Judged::millisecond;
-    return demands;
-}
-
-demands_t answeredOf(std::uint64_t loop) {
-    demands_t demands = answered();
-    demands.loop = loop;
-    return demands;
-}
-
-/// `n` frames in a row.
-std::set<std::uint32_t> from(std::uint32_t first, std::uint32_t n) {
-    std::set<std::uint32_t> frames;
-    for (std::uint32_t k = first; k < first + n; ++k) {
-        frames.insert(k);
-    }
-    return frames;
-}
-
-void expectRoundTrips(const summary_t& s, std::uint64_t measured) {
-    ASSERT_EQ(s.pairs.size(), 1U);
-    EXPECT_EQ(s.pairs[0].answered, 2000U);
-    EXPECT_EQ(s.pairs[0].roundTrips->count(), measured);
-    EXPECT_EQ(s.pairs[0].roundTrips->min(), roundTrip);
-    EXPECT_EQ(s.pairs[0].roundTrips->max(), roundTrip);
-}
-
-class Pairs : public testing::TestWithParam<bool> {
-protected:
-    Pairs() {
-        x.twoInterfaces = GetParam();
-        x.standing = true;
-    }
-
-    exchange_t x;
-};
-
-TEST_P(Pairs, MeasureEveryRoundTrip) {
-    Judged judged(answered());
-    const summary_t s = run(judged, x);
-    expectRoundTrips(s, 2000);
-    EXPECT_TRUE(judged.findings.empty());
-}
+class Pairs : public ExchangeTest {};
 
 TEST_P(Pairs, TellWhichFramesWereNotAnswered) {
     x.answersLost = {500, 501, 502, 900, 1999};
@@ -184,49 +79,6 @@ TEST_P(Pairs, MissANodeThatDied) {
     Judged judged(answered());
     run(judged, x);
     EXPECT_EQ(judged.found(FK_UNANSWERED), 1000U);
-}
-
-TEST_P(Pairs, AreNotMeasuredWhereTheClockWasSetInBetween) {
-    const std::int64_t day = 86400000 * Judged::millisecond;
-    x.clockSet = {{400, -30000 * Judged::millisecond}, {401, 2 * day}, {900, -2 * day}};
-    Judged judged(answered());
-    const summary_t s = run(judged, x);
-    // On two interfaces the clock of the frames steps with the next frame, 402 and 901.
-    expectRoundTrips(s, x.twoInterfaces ? 1995 : 1997);
-    EXPECT_EQ(s.pairs[0].early, 0U);
-    EXPECT_TRUE(judged.findings.empty());
-}
-
-TEST_P(Pairs, AreMeasuredThoughTheClocksOfTheInterfacesMissedDifferentTimes) {
-    x.clockSet = {{400, -30000 * Judged::millisecond}};
-    x.answersLost = {399}; // 4 ms without a stamp when the clock is set, and 2 ms on the other interface
-    Judged judged(answered());
-    const pairSummary_t pair = run(judged, x).pairs.at(0);
-    EXPECT_EQ(pair.early, 0U);
-    EXPECT_EQ(pair.roundTrips->min(), roundTrip);
-    EXPECT_EQ(pair.roundTrips->max(), roundTrip);
-}
-
-TEST(AnswerBeforeItsFrame, IsNotEarlyWhereTheClockWasSetInBetween) {
-    const patternSender_t back = {0x101, false, 8, true};
-    for (const bool set : {false, true}) {
-        Judged judged;
-        const auto see = [&](receivedFrame_t f, std::int64_t ms, std::uint8_t interface) {
-            f.time = ms * Judged::millisecond;
-            f.interface = interface;
-            judged.judge.judge(f);
-        };
-        for (std::int64_t k = 0; k < 20; ++k) {
-            const auto number = static_cast<std::uint32_t>(k);
-            see(patternSender_t{0x101}.frame(number), k * 10, 0);
-            see(back.seen(back.frame(number)), k * 10 + 1, 1);
-        }
-        const std::int64_t later = set ? 86400000 : 0;
-        see(back.seen(back.frame(21)), 210, 1);
-        see(patternSender_t{0x101}.frame(20), 211 + later, 0);
-        see(patternSender_t{0x101}.frame(21), 212 + later, 0);
-        EXPECT_EQ(judged.end().pairs.at(0).early, set ? 0U : 1U);
-    }
 }
 
 TEST_P(Pairs, TellWhichFramesWereNotAnsweredHoweverLongAnswersAreWaitedFor) {
@@ -357,27 +209,6 @@ TEST(AStreamThatIsFirstHeardFarFromItsStart, IsPairedWithoutALookAtEachFrame) {
         }
         ASSERT_EQ(judged.end().pairs.size(), 1U);
     }
-}
-
-TEST(RoundTrips, ThatAreTooLongOrNegativeAreTold) {
-    demands_t demands = answered();
-    demands.maxRtt = 50 * microsecond;
-    Judged judged(demands);
-    exchange_t x;
-    x.frames = 100;
-    const summary_t s = run(judged, x);
-    EXPECT_GE(s.pairs[0].slow, 90U);
-    EXPECT_EQ(judged.found(FK_SLOW), s.pairs[0].slow);
-    EXPECT_EQ(judged.first(FK_SLOW).span, roundTrip);
-
-    Judged early(answered());
-    const patternSender_t out = {0x101};
-    const patternSender_t back = {0x101, false, 8, true};
-    for (std::uint32_t k = 0; k < 100; ++k) { // each answer is there before its frame
-        early.see(back, k, k + 1).see(out, k, k + 1);
-    }
-    EXPECT_GE(early.end().pairs[0].early, 90U);
-    EXPECT_GE(early.found(FK_EARLY), 90U);
 }
 
 TEST(BillionsOfMissingFrames, ThatWereAnsweredArePlacedWithoutALookAtEach) {
