@@ -132,9 +132,9 @@ struct Stream {
     hurt_t& hurtOf(std::uint32_t counter) { return hurts[counter % hurts.size()]; }
     const hurt_t& hurtOf(std::uint32_t counter) const { return hurts[counter % hurts.size()]; }
 
-    /// Whether a frame that came then could have had this counter of the window: the stream was at most 128
-    /// frames from it, as far as is known. Frames that are read together may have the same time, so only what
-    /// came later is known not to have come before.
+    /// Whether a frame that came then could have had this counter of the window: the stream was less than
+    /// 128 frames from it, as far as is known. Frames that are read together may have the same time, so only
+    /// what came later is known not to have come before.
     bool couldHave(std::uint32_t counter, const arrivalTime_t& at) {
         constexpr std::uint32_t most = 2 * Limits::near;
         const gap_t* const gap = window.gapOf(counter);
