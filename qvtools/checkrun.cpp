@@ -83,7 +83,7 @@ void CheckRun::start() {
     waits.add(signals.descriptor(), SIGNALS);
     waits.add(monitor.descriptor(), LINKS);
     for (std::size_t i = 0; i < inputs.size(); ++i) {
-        waits.add(inputs.descriptor(i), INPUTS + static_cast<std::uint32_t>(i));
+        waits.addInput(inputs.descriptor(i), INPUTS + static_cast<std::uint32_t>(i));
     }
 }
 

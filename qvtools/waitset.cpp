@@ -43,16 +43,26 @@ WaitSet::~WaitSet() {
 }
 
 void WaitSet::add(int fd, std::uint32_t tag) {
-    epoll_event event{};
-    event.events = EPOLLIN;
-    event.data.u32 = tag;
-    if (fd == -1 || epoll_ctl(epoll, EPOLL_CTL_ADD, fd, &event) == 0) {
+    if (!watch(fd, tag)) {
+        opened(-1, "epoll_ctl");
+    }
+}
+
+void WaitSet::addInput(int fd, std::uint32_t tag) {
+    if (watch(fd, tag)) {
         return;
     }
     if (errno != EPERM) { // epoll_ctl(2): returned for a regular file
         opened(-1, "epoll_ctl");
     }
     files.push_back(tag);
+}
+
+bool WaitSet::watch(int fd, std::uint32_t tag) {
+    epoll_event event{};
+    event.events = EPOLLIN;
+    event.data.u32 = tag;
+    return fd == -1 || epoll_ctl(epoll, EPOLL_CTL_ADD, fd, &event) == 0;
 }
 
 void WaitSet::remove(int fd, std::uint32_t tag) {

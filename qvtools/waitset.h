@@ -18,9 +18,11 @@ public:
     WaitSet(const WaitSet&) = delete;
     WaitSet& operator=(const WaitSet&) = delete;
 
-    /// Adds `fd`, until it is closed or removed; -1 adds none. A regular file is always readable. `tag`
-    /// identifies it and is unique.
+    /// Adds `fd`, until it is closed or removed; -1 adds none. `tag` identifies it and is unique. Throws
+    /// QVException, also for a regular file, which cannot be waited for.
     void add(int fd, std::uint32_t tag);
+    /// The same for what may be a regular file: that is always readable.
+    void addInput(int fd, std::uint32_t tag);
     void remove(int fd, std::uint32_t tag);
 
     /// Returns the tags of the readable ones in ascending order; of many, some at a time, each in its turn.
@@ -28,6 +30,7 @@ public:
     const tags_t& wait(std::int64_t moment);
 
 private:
+    bool watch(int fd, std::uint32_t tag);
     void arm(std::int64_t moment);
 
     int epoll;

@@ -1,3 +1,4 @@
+#include "libqvutil/exception.h"
 #include "qvtools/waitset.h"
 
 #include <cstdio>
@@ -93,12 +94,20 @@ TEST_F(WaitSetTest, HasARegularFileReadableUntilItIsRemoved) {
     std::FILE* const file = std::tmpfile();
     ASSERT_NE(file, nullptr);
     set.add(pipes[0][0], 1);
-    set.add(fileno(file), 2);
+    set.addInput(fileno(file), 2);
     EXPECT_EQ(set.wait(WaitSet::NEVER), tags_t{2});
     makeReadable(0);
     EXPECT_EQ(set.wait(WaitSet::NEVER), (tags_t{1, 2}));
     set.remove(fileno(file), 2);
     EXPECT_EQ(set.wait(WaitSet::NEVER), tags_t{1});
+    std::fclose(file);
+}
+
+TEST_F(WaitSetTest, RefusesARegularFileWhereOnlyAnInputMayBeOne) {
+    std::FILE* const file = std::tmpfile();
+    ASSERT_NE(file, nullptr);
+    EXPECT_THROW(set.add(fileno(file), 1), QVException);
+    EXPECT_EQ(set.wait(past), tags_t());
     std::fclose(file);
 }
 
