@@ -4,6 +4,7 @@
 #include "libqvutil/print.h"
 #include "qvtools/candevice.h"
 
+#include <algorithm>
 #include <iostream>
 #include <memory>
 
@@ -14,9 +15,8 @@ void CanDevice::modify(CANExtTraceMessage& cm, answer_t a) {
     cm.setCanId(~cm.getCanId());
     // Up to the length code, not the byte count: of 64 bytes only 0 to 14 are inverted. Intended.
     std::uint8_t* const data = cm.getDataBytes();
-    for (std::uint8_t i = 0; i < cm.getDlc(); ++i) {
-        data[i] = static_cast<std::uint8_t>(~data[i]);
-    }
+    std::transform(data, data + cm.getDlc(), data,
+                   [](std::uint8_t byte) { return static_cast<std::uint8_t>(~byte); });
 }
 
 int CanDevice::sendAnswers() {
