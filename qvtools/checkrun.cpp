@@ -103,19 +103,26 @@ void CheckRun::turnOnBus() {
     const std::int64_t before = monotonicNanoseconds();
     const WaitSet::tags_t& ready = waits.wait(due());
     now = monotonicNanoseconds();
+    const std::int64_t linksSince = now - before > 1000000 ? now : turnBefore; // new if it ended the wait
+    // If this process was stopped before `now`, frames have come since the wait: looks again.
+    if (takeReady(ready, linksSince) == 0 && takeReady(waits.readable(), linksSince) == 0) {
+        settle();
+    }
+}
+
+/// Handles what is readable and returns the number of frames. Links changed after `linksSince`.
+std::size_t CheckRun::takeReady(const WaitSet::tags_t& ready, std::int64_t linksSince) {
     std::size_t n = 0;
     for (const std::uint32_t tag : ready) {
         if (tag == SIGNALS) {
             takeSignals();
         } else if (tag == LINKS) {
-            takeLinks(now - before > 1000000 ? now : turnBefore); // the change ended the wait, so it is new
+            takeLinks(linksSince);
         } else {
             n += readInput(tag - INPUTS);
         }
     }
-    if (n == 0) {
-        settle();
-    }
+    return n;
 }
 
 /// A recording may come through a pipe that has no data yet.

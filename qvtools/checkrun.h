@@ -46,6 +46,7 @@ private:
     void turnOfRecording();
     void takeSignals();
     void takeLinks(std::int64_t since);
+    std::size_t takeReady(const WaitSet::tags_t& ready, std::int64_t linksSince);
     std::size_t readInput(std::size_t index);
     void readRecording();
     void take(std::size_t n);

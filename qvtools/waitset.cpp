@@ -74,8 +74,12 @@ const WaitSet::tags_t& WaitSet::wait(std::int64_t moment) {
     if (moment < armed) {
         arm(moment);
     }
+    return look(files.empty() ? -1 : 0);
+}
+
+const WaitSet::tags_t& WaitSet::look(int timeout) {
     epoll_event events[most];
-    const int n = epoll_wait(epoll, events, most, files.empty() ? -1 : 0);
+    const int n = epoll_wait(epoll, events, most, timeout);
     ready.assign(files.begin(), files.end());
     for (int i = 0; i < n; ++i) {
         const std::uint32_t tag = events[i].data.u32;

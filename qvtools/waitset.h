@@ -29,7 +29,11 @@ public:
     /// Returns none at `moment`, in ns of the monotonic clock, and possibly earlier.
     const tags_t& wait(std::int64_t moment);
 
+    /// Returns the tags of those that are readable now, as `wait` does.
+    const tags_t& readable() { return look(0); }
+
 private:
+    const tags_t& look(int timeout);
     bool watch(int fd, std::uint32_t tag);
     void arm(std::int64_t moment);
 

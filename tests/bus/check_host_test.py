@@ -1,11 +1,12 @@
 """qvcancheck on a host that loses frames itself, on links that fail, and beside error frames: each loss is on the right account."""
 
 import signal
+import time
 
 import pytest
 
 from qv.livecheck import Check, causes, streams
-from qv.frame import Frame
+from qv.frame import Frame, pattern
 from qv.pair import command
 from qv.waiting import wait_until
 
@@ -52,6 +53,22 @@ def test_a_check_that_was_stopped_blames_its_own_queue_to_the_frame(bus, check, 
     assert (lost, intact) == (host["queueDrops"], frames + 2000 - host["queueDrops"])
     assert causes(summary) == {"this host, queue": lost}
     assert summary["verdictLine"] == f"INCOMPLETE: {lost:,} frames dropped by this host, nothing else wrong"
+
+
+def test_what_came_while_a_check_was_stopped_is_judged_as_if_it_had_not_been(bus, check, peer):
+    sender = peer(bus.near)
+    seen = check("-d", bus.far, "-i", 1, "-l", 200)
+    frames = pattern(1, 200)
+    for frame in frames[:100] + frames[101:102]:
+        sender.send(frame)
+    wait_for_frames(seen, 102)
+    seen.stop()
+    for frame in frames[100:101] + frames[102:]:
+        sender.send(frame)
+    time.sleep(2)  # longer than the gap would have stayed open
+    seen.go_on()
+    assert seen.exit_status() == 1, seen
+    assert seen.summary()["verdictLine"] == "FAIL: 1 frame reordered"
 
 
 def test_frames_dropped_behind_the_last_one_count_as_well(bus, check, cangen):

@@ -75,6 +75,13 @@ TEST_F(WaitSetTest, TellsWhatIsReadableBesideAMomentThatIsOver) {
     EXPECT_EQ(set.wait(past), tags_t{1});
 }
 
+TEST_F(WaitSetTest, TellsWhatIsReadableNowWithoutWaiting) {
+    set.add(pipes[0][0], 1);
+    EXPECT_EQ(set.readable(), tags_t());
+    makeReadable(0);
+    EXPECT_EQ(set.readable(), tags_t{1});
+}
+
 TEST_F(WaitSetTest, LetsEachOfManyHaveItsTurn) {
     constexpr std::uint32_t many = 20;
     for (std::uint32_t i = 0; i < many; ++i) {
