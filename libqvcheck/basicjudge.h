@@ -72,7 +72,7 @@ public:
     }
 
     std::int64_t lastPatternTime() const {
-        std::int64_t last = 0;
+        std::int64_t last = -1;
         for (const Stream<Limits>* const s : demultiplexer.streams().all()) {
             last = std::max(last, s->last.time);
         }

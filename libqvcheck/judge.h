@@ -101,7 +101,7 @@ public:
     /// A source's stamp, or a time on its clock, as ns since the first frame of the run.
     std::int64_t elapsed(std::uint8_t interface, std::int64_t stamp) const;
 
-    /// When the last frame of a stream came, ns since the first frame of the run; 0 if none has.
+    /// When the last frame of a stream came, ns since the first frame of the run; -1 if none has.
     std::int64_t lastPatternTime() const;
 
 private:

@@ -51,7 +51,7 @@ private:
     std::int64_t overAt = NEVER;     ///< of -T
     std::int64_t idleAt = NEVER;     ///< of --idle
     std::int64_t completeAt = NEVER; ///< when a surplus frame would have arrived
-    std::int64_t lastPattern = 0;
+    std::int64_t lastPattern = -1;
     std::string reason;
     int signalNumber = 0;
 };

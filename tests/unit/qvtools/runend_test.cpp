@@ -73,6 +73,17 @@ TEST_F(RunEndTest, ComesWithSilenceCountedFromTheLastFrameOfAPattern) {
     EXPECT_EQ(end.why(), "--idle");
 }
 
+TEST_F(RunEndTest, CountsTheSilenceFromTheFirstFrameAsWell) {
+    line.idle = 5 * second;
+    line.demands.ids = {1};
+    RunEnd end(line, true, 0);
+    end.look(judge(), second);
+    EXPECT_EQ(end.due(), 5 * second);
+    feed(1, 1);
+    end.look(judge(), 4 * second);
+    EXPECT_EQ(end.due(), 9 * second);
+}
+
 TEST_F(RunEndTest, ComesTheWaitingTimeBehindTheLastDemandedFrame) {
     line.demands.ids = {1};
     line.demands.loop = 4;
