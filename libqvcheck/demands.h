@@ -14,7 +14,8 @@ struct demands_t {
     bool paced = false;             ///< `gap` and `jitter` are demanded
     std::int64_t gap = 0;           ///< ns between frames
     std::int64_t jitter = 0;        ///< ns around it, either way
-    std::int64_t lateness = 0;      ///< ns by which this host itself may stamp a frame late
+    bool eachGap = false;           ///< not only the mean gap, but each must be within `jitter`
+    std::int64_t lateness = 0;      ///< ns by which this host itself may stamp a frame late; 0: unknown
     std::int64_t wait = 1000000000; ///< ns until a missing frame or answer is given up; above 0
     std::int64_t maxGap = 0;        ///< ns of silence that make a finding; 0: none do
     std::int64_t maxRtt = 0;        ///< ns of round trip that make a finding; 0: none do

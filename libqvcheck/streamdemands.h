@@ -5,6 +5,8 @@
 #include "libqvcheck/sighting.h"
 #include "libqvcheck/streamfinding.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdlib>
 
 /// Checks a stream against the demands: its number of frames, its pace, its silences, its format. Owns
@@ -107,7 +109,8 @@ private:
         }
         const std::int64_t off = std::abs(gap - demands.gap);
         s.jitter += (static_cast<double>(off) - s.jitter) / 16;
-        if (demands.lateness > 0 && off > demands.jitter + demands.lateness && isDemanded(s)) {
+        if (demands.eachGap && demands.lateness > 0 && off > demands.jitter + demands.lateness &&
+            isDemanded(s)) {
             finding_t f = streamFinding(s, FK_PACE, s.last.time + gap, s.window.next(), 1);
             f.before = s.last.time;
             f.span = gap;
@@ -128,11 +131,20 @@ private:
         }
     }
 
+    /// How far the mean of so many gaps may be off, in ns: 5 %, or as far as the sender's jitter takes it.
+    /// The mean of n gaps that are even over +-j has a standard deviation of j / sqrt(3 n); four of them are
+    /// exceeded in one run of 16,000.
+    double meanTolerance(std::uint64_t gaps) const {
+        const double deviation =
+            static_cast<double>(demands.jitter) / std::sqrt(3 * static_cast<double>(gaps));
+        return std::max(static_cast<double>(demands.gap) / 20, 4 * deviation);
+    }
+
     void checkPace(const stream_t& s, std::int64_t time) {
         constexpr std::uint64_t enough = 100;
-        const double gap = static_cast<double>(demands.gap);
-        if (demands.paced && demands.gap > 0 && isDemanded(s) && s.gaps.count() >= enough &&
-            std::abs(s.gaps.mean() - gap) > gap / 20) {
+        const std::uint64_t gaps = s.gaps.count();
+        if (demands.paced && demands.gap > 0 && isDemanded(s) && gaps >= enough &&
+            std::abs(s.gaps.mean() - static_cast<double>(demands.gap)) > meanTolerance(gaps)) {
             finding_t f = streamFinding(s, FK_PACE, time, s.first, 1);
             f.last = s.window.next() - 1;
             f.span = static_cast<std::int64_t>(s.gaps.mean());

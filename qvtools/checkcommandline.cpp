@@ -258,5 +258,6 @@ void CheckCommandLine::derive() {
         demands.paced = true;
         demands.gap = static_cast<std::int64_t>(times.gap) * 1000;
         demands.jitter = static_cast<std::int64_t>(times.jitter) * 1000;
+        demands.eachGap = jitterUnit && demands.gap > 0;
     }
 }

@@ -20,10 +20,10 @@ bool hasAny(const std::vector<std::string>& devices) {
     return std::find(devices.begin(), devices.end(), anyInterface) != devices.end();
 }
 
-/// If a gap is demanded, this host's own contribution to it must be known.
+/// If each gap is judged, this host's own contribution to it must be known.
 demands_t demandsOf(const CheckCommandLine& line, bool live) {
     demands_t demands = line.demands;
-    if (live && demands.paced) {
+    if (live && demands.eachGap) {
         demands.lateness = measuredLateness();
     }
     return demands;

@@ -31,23 +31,17 @@ def gaps_told(bus, start, qvcan):
     return run
 
 
-def mean_gap_findings(seen):
-    """Those about the mean; a single gap may be outside, too, on a machine that is busy."""
-    return [one for one in seen.objects("finding") if one["kind"] == "pace" and one["first"] == 1]
-
-
 @pytest.mark.parametrize("sent, demanded", [("30m", "20m"), ("10m", "20m")], ids=["slow", "fast"])
 def test_a_sender_that_is_too_slow_or_too_fast_is_a_finding(gaps_told, sent, demanded):
     seen = gaps_told(sent, demanded)
-    assert len(mean_gap_findings(seen)) == 1
+    assert [one["kind"] for one in seen.objects("finding")] == ["pace"]
     assert seen.exit_status() == 1
 
 
 def test_a_sender_with_the_demanded_gap_passes(gaps_told):
     seen = gaps_told("30m", "30m")
-    assert mean_gap_findings(seen) == []
-    kinds = {one["kind"] for one in seen.objects("finding")}
-    assert kinds <= {"pace"} and seen.exit_status() == len(kinds)
+    assert seen.objects("finding") == []
+    assert seen.exit_status() == 0
 
 
 LATE = 8
@@ -55,8 +49,8 @@ LATE = 8
 
 @pytest.mark.parametrize("demand, expected", [
     (["--max-gap", 1], [("gap", LATE - 1)]), (["--max-gap", 60], []),
-    (["-t", "500m", "-j", "499m"], [("pace", LATE)]), (["-t", "5000m", "-j", "4999m"], []),
-], ids=["max_gap", "wide_max_gap", "jitter", "wide_jitter"])
+    (["-t", "500m", "-j", "499m"], [("pace", LATE)]), (["-t", "5000m", "-j", "4999m"], []), (["-t", "500m"], []), (["-t", 0, "-j", 0], []),
+], ids=["max_gap", "wide_max_gap", "jitter", "wide_jitter", "mean_only", "no_gap"])
 def test_one_frame_that_is_late_is_one_finding_at_its_place(bus, start, peer, demand, expected):
     """A silence is told while it lasts, so by the frame before it; a gap by the frame that ends it."""
     seen = start(Check, "-d", bus.far, "-i", 1, "-l", 12, "-w", "100m", *demand)

@@ -176,17 +176,58 @@ TEST(DemandedErrors, LeaveOtherDamageAFinding) {
     EXPECT_EQ(s.streams[0].injection.damagedOtherwise, 1U);
 }
 
-TEST(DemandedPace, FindsAMeanThatIsOff) {
+namespace {
+
+/// Whether `frames` frames, a millisecond apart, are out of the demanded pace.
+bool isOutOfPace(std::uint32_t frames, std::int64_t gap, std::int64_t jitter) {
     demands_t demands;
     demands.paced = true;
-    demands.gap = 1100 * 1000; // the frames come each millisecond
-    demands.jitter = 1000000;
+    demands.gap = gap;
+    demands.jitter = jitter;
     Judged judged(demands);
-    judged.see(classic, 0, 102).end();
-    EXPECT_EQ(judged.found(FK_PACE), 1U);
-    Judged few(demands);
-    few.see(classic, 0, 100).end();
-    EXPECT_EQ(few.found(FK_PACE), 0U);
+    judged.see(classic, 0, frames).end();
+    EXPECT_EQ(judged.findings.size(), judged.found(FK_PACE));
+    return judged.found(FK_PACE) == 1;
+}
+
+} // namespace
+
+TEST(DemandedPace, FindsAMeanThatIsMoreThanFivePercentOff) {
+    EXPECT_FALSE(isOutOfPace(101, 1052 * 1000, 0));
+    EXPECT_TRUE(isOutOfPace(101, 1053 * 1000, 0));
+    EXPECT_FALSE(isOutOfPace(101, 953 * 1000, 0));
+    EXPECT_TRUE(isOutOfPace(101, 952 * 1000, 0));
+}
+
+TEST(DemandedPace, NeedsAHundredGaps) {
+    EXPECT_FALSE(isOutOfPace(100, 2000 * 1000, 0));
+    EXPECT_TRUE(isOutOfPace(101, 2000 * 1000, 0));
+}
+
+TEST(DemandedPace, LeavesTheMeanTheRoomOfTheSendersJitter) {
+    // 4 * jitter / sqrt(3 * 100) is 0.2309 ms where the jitter is a millisecond
+    EXPECT_FALSE(isOutOfPace(101, 1230 * 1000, 1000 * 1000));
+    EXPECT_TRUE(isOutOfPace(101, 1232 * 1000, 1000 * 1000));
+    // and 0.0730 ms of 1000 gaps
+    EXPECT_FALSE(isOutOfPace(1001, 1072 * 1000, 1000 * 1000));
+    EXPECT_TRUE(isOutOfPace(1001, 1074 * 1000, 1000 * 1000));
+}
+
+TEST(DemandedPace, LooksAtASingleGapOnlyWhereItsJitterIsDemanded) {
+    demands_t demands;
+    demands.paced = true;
+    demands.gap = Judged::millisecond;
+    demands.jitter = 1000;
+    demands.lateness = 2000;
+    for (const bool each : {false, true}) {
+        demands.eachGap = each;
+        Judged allowed(demands);
+        allowed.see(classic, 0, 10).pause(3000).see(classic, 10, 20).end();
+        EXPECT_EQ(allowed.found(FK_PACE), 0U);
+        Judged longer(demands);
+        longer.see(classic, 0, 10).pause(3001).see(classic, 10, 20).end();
+        EXPECT_EQ(longer.found(FK_PACE), each ? 1U : 0U);
+    }
 }
 
 TEST(MaxGap, FindsASilenceOnce) {
