@@ -6,7 +6,7 @@
 /// The sender's settings and what the check demands. All set before the first frame.
 struct demands_t {
     std::vector<std::uint32_t> ids; ///< start identifiers in SocketCAN form; empty: any
-    std::uint64_t loop = 0;         ///< frames of each stream; 0: no number demanded
+    std::uint32_t loop = 0;         ///< frames of each stream, at most INT32_MAX; 0: no number demanded
     std::uint32_t errorPeriod = 0;  ///< every such frame is corrupted by the sender; 0: none demanded
     bool fd = false;                ///< CAN FD with 64 bytes
     bool brs = false;               ///< and with the bit rate switch

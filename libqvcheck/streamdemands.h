@@ -24,13 +24,10 @@ public:
           looksAtGaps(_demands.paced || _demands.intervals) {}
 
     /// Whether a number of frames is demanded of it.
-    bool countsFrames(const stream_t& s) const {
-        return demands.loop > 0 && demands.loop <= INT32_MAX && s.startKnown() && isDemanded(s);
-    }
-    /// The counter after its last demanded frame; valid if its frames are counted.
-    std::uint32_t endOf(const stream_t& s) const {
-        return s.first + static_cast<std::uint32_t>(demands.loop);
-    }
+    bool countsFrames(const stream_t& s) const { return demands.loop > 0 && isDemanded(s); }
+    /// The counter after its last demanded frame, if its frames are counted: from the first one seen if the
+    /// start is unknown, so that the number is right, and the place of what is missing is not.
+    std::uint32_t endOf(const stream_t& s) const { return s.first + demands.loop; }
 
     /// Whether a frame may break a demand although it is exactly the next one.
     bool looksAtEach(const stream_t& s) const {

@@ -246,6 +246,9 @@ void CheckCommandLine::derive() {
     if (demands.loop == CanDevice::LOOP_UNDEFINED) {
         demands.loop = 0; // counts as not given here, too
     }
+    if (demands.loop > INT32_MAX) { // the distances between counters have a sign
+        throw std::invalid_argument("-l demands at most 2147483647 frames");
+    }
     constexpr std::int64_t idleWithNumber = 10000000000;
     idle = idle == 0 && demands.loop > 0 ? idleWithNumber : idle;
     demands.intervals = interval > 0;

@@ -88,9 +88,10 @@ demands_t makeDemands(Bytes& bytes) {
     d.maxGap = (strict & 1) != 0 ? 5000000 : 0;
     d.maxRtt = (strict & 2) != 0 ? 2000000 : 0;
     d.lateness = (strict & 4) != 0 ? 1000 : 0;
+    d.eachGap = d.lateness > 0;
     d.wait = (strict & 8) != 0 ? 4000000 : d.wait;
     d.errorPeriod = bytes.next() % 32;
-    d.loop = (strict & 16) != 0 ? bytes.number(4) : bytes.next();
+    d.loop = (strict & 16) != 0 ? bytes.number(4) & INT32_MAX : bytes.next();
     return d;
 }
 

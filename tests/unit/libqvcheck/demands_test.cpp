@@ -54,6 +54,20 @@ TEST(DemandedStreams, WithEqualLowBytesAreToldApartFromTheFirstFrame) {
     EXPECT_TRUE(judged.findings.empty());
 }
 
+TEST(DemandedNumber, IsDemandedOfAStreamWhoseFirstFramesWereNotSeen) {
+    demands_t demands;
+    demands.loop = 1000;
+    const struct {
+        std::uint32_t from, to, lost, surplus;
+    } runs[] = {{1, 900, 101, 0}, {300, 1000, 300, 0}, {1, 1001, 0, 0}, {1, 1499, 0, 498}};
+    for (const auto& run : runs) {
+        Judged judged(demands);
+        judged.see(classic, run.from, run.to).end();
+        EXPECT_EQ(judged.found(FK_LOST), run.lost) << "from " << run.from;
+        EXPECT_EQ(judged.found(FK_SURPLUS), run.surplus) << "from " << run.from;
+    }
+}
+
 TEST(DemandedNumber, IsCompleteWithTheLastFrame) {
     demands_t demands = demandingStream(0x123);
     demands.loop = 100;

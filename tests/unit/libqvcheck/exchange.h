@@ -72,7 +72,7 @@ inline demands_t answeredWithin(std::int64_t ms) {
     return demands;
 }
 
-inline demands_t answeredOf(std::uint64_t loop) {
+inline demands_t answeredOf(std::uint32_t loop) {
     demands_t demands = answered();
     demands.loop = loop;
     return demands;
