@@ -85,7 +85,7 @@ public:
         const std::int32_t d = ahead(counter, s.window.next());
         if (d > 0) {
             const auto absent = static_cast<std::uint32_t>(d);
-            s.window.addGap({s.window.next(), absent, absent, false, s.last, at, s.unique});
+            s.window.addGap({s.window.next(), absent, absent, false, false, s.last, at, s.unique});
             s.counts.open += absent;
             s.counts.expected += absent;
         }
@@ -128,7 +128,7 @@ private:
     void record(stream_t& s, std::uint32_t counter, const sighting_t& seen) {
         const std::uint32_t absent = counter - s.window.next();
         if (absent > 0) {
-            s.window.addGap({s.window.next(), absent, absent, false, s.last, seen.at, s.unique});
+            s.window.addGap({s.window.next(), absent, absent, false, false, s.last, seen.at, s.unique});
             s.counts.open += absent;
         } else if (s.atRecord && seen.at.number > s.last.number && seen.clockSteps == s.lastSteps) {
             streamDemands.gap(s, seen.at.time - s.last.time);
@@ -144,7 +144,7 @@ private:
     void extend(stream_t& s, std::uint32_t counter, const sighting_t& seen) {
         const std::uint32_t between = s.first - counter - 1;
         if (between > 0) {
-            s.window.addGapBelow({counter + 1, between, between, false, s.born, s.born, 0});
+            s.window.addGapBelow({counter + 1, between, between, false, false, s.born, s.born, 0});
             s.counts.open += between;
         }
         s.first = counter;

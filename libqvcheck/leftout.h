@@ -55,7 +55,7 @@ private:
         for (std::uint32_t i = 1; i <= passed; ++i) {
             s.window.mark(low - i, s.last.time, false);
         }
-        s.window.addGap({low, kept, kept, false, s.last, at, s.unique, true});
+        s.window.addGap({low, kept, kept, false, true, s.last, at, s.unique});
         s.window.moveOn(counter - 1);
         s.counts.open += kept;
         s.counts.expected += kept;

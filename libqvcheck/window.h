@@ -19,10 +19,10 @@ struct gap_t {
     std::uint32_t size;
     std::uint32_t missing;      ///< those still missing
     bool overtaken;             ///< some of them arrived after higher ones
+    bool leftOut;               ///< omitted by the recording: what does not come is not lost
     arrivalTime_t before;       ///< of the stream's previous frame
     arrivalTime_t opened;       ///< of the frame that showed it
     std::uint64_t openedUnique; ///< first arrivals of the stream until then
-    bool leftOut = false;       ///< omitted by the recording: what does not come is not lost
 
     bool holds(std::uint32_t counter) const { return counter - low < size; }
 };
@@ -99,8 +99,8 @@ public:
     gap_t& oldest() { return gaps[gapStart]; }
     const gap_t& oldest() const { return gaps[gapStart]; }
     void dropOldest() {
-        gapStart = (gapStart + 1) % mostGaps;
         --gapCount;
+        gapStart = gapCount == 0 ? 0 : (gapStart + 1) % mostGaps;
     }
 
     /// All gaps are separated by an arrival and lie in the window, so there is always room for one more.
@@ -143,5 +143,7 @@ private:
     std::array<std::uint64_t, words> bits = {};
     std::array<std::uint64_t, words> hurt = {};
     std::array<std::int64_t, size> times = {};
-    std::array<gap_t, mostGaps> gaps = {};
+    // Not initialised, and used from the beginning whenever there is none: memory that is never written takes
+    // none of the machine's. Of the 64 streams' 2 MB that is nearly all.
+    std::array<gap_t, mostGaps> gaps;
 };
