@@ -39,6 +39,10 @@ bool isSameFile(const std::string& file, const std::string& input) {
     return exist && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
+bool isInterface(const std::string& device) {
+    return device.find('/') == std::string::npos;
+}
+
 bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
@@ -227,22 +231,27 @@ void CheckCommandLine::takeDump(const char* file) {
     }
 }
 
-/// The dump is created before the inputs are read.
-void CheckCommandLine::refuseOverwriting() const {
-    const auto refuseInput = [this](const std::string& input) {
-        if (isSameFile(dumpFile, input)) {
-            refuse("", "--dump names an input: '", dumpFile.c_str());
+/// The file of an option is created before the inputs are read.
+void CheckCommandLine::refuseOverwriting(const char* option, const std::string& file) const {
+    const auto refuseInput = [option, &file](const std::string& input) {
+        if (isSameFile(file, input)) {
+            refuse(option, " names an input: '", file.c_str());
         }
     };
     std::for_each(files.begin(), files.end(), refuseInput);
-    std::for_each(devices.begin(), devices.end(), refuseInput);
-    if (isSameFile(dumpFile, jsonFile) || (!dumpFile.empty() && dumpFile == jsonFile)) {
-        throw std::invalid_argument("--dump and --json name the same file");
+    for (const std::string& device : devices) {
+        if (!isInterface(device)) {
+            refuseInput(device);
+        }
     }
 }
 
 void CheckCommandLine::derive() {
-    refuseOverwriting();
+    refuseOverwriting("--dump", dumpFile);
+    refuseOverwriting("--json", jsonFile);
+    if (isSameFile(dumpFile, jsonFile) || (!dumpFile.empty() && dumpFile == jsonFile)) {
+        throw std::invalid_argument("--dump and --json name the same file");
+    }
     if (demands.loop == CanDevice::LOOP_UNDEFINED) {
         demands.loop = 0; // counts as not given here, too
     }

@@ -53,7 +53,7 @@ private:
     void takeAllowance(const char* list);
     void takeJson(const char* file);
     void takeDump(const char* file);
-    void refuseOverwriting() const;
+    void refuseOverwriting(const char* option, const std::string& file) const;
     void derive();
 
     bool stopAtAny = false;

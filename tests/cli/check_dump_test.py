@@ -4,7 +4,7 @@ import copy
 
 import pytest
 
-from qv.check import Check, refused
+from qv.check import Check
 from qv.checklog import Frame, log_of, sent
 from qv.program import run
 
@@ -106,24 +106,6 @@ def test_a_dump_has_what_was_lost_in_its_place(tmp_path):
     lines = dump.read_text(encoding="ascii").splitlines()
     place = lines.index("# 0.104000 can1 s1 lost 2: 33 to 34, in 6.000 ms; before this host")
     assert lines[place - 1:place + 2:2] == [Frame(49, time=98000).line().strip(), Frame(52, time=104000).line().strip()]
-
-
-@pytest.mark.parametrize("way", ["{folder}/run.log", "{folder}/./run.log", "{folder}/link"])
-def test_a_dump_that_would_overwrite_an_input_is_refused(way, tmp_path):
-    log = log_of(sent(10))
-    check = Check(tmp_path, log)
-    (tmp_path / "link").symlink_to(check.path)
-    name = way.format(folder=tmp_path)
-    assert check.run(f"--dump={name}") == refused(f"--dump names an input: '{name}'")
-    with check.path.open("rb") as stdin:
-        assert run("qvcancheck", "-", f"--dump={name}", stdin=stdin) == refused(f"--dump names an input: '{name}'")
-    assert run("qvcancheck", "-d", check.path, f"--dump={name}") == refused(f"--dump names an input: '{name}'")
-    assert check.path.read_text(encoding="ascii") == log
-
-
-def test_a_dump_and_json_need_a_file_each(tmp_path):
-    name = tmp_path / "both"
-    assert Check(tmp_path, "").run(f"--dump={name}", f"--json={name}") == refused("--dump and --json name the same file")
 
 
 def test_a_dump_that_cannot_be_made_ends_it_before_anything_is_read(tmp_path):

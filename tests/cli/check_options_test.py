@@ -93,6 +93,32 @@ def test_the_first_fault_on_the_line_is_the_one_reported():
     assert run("qvcancheck", "-l", "x", "-e", "y") == refused("-l needs a number up to 0xFFFFFFFF, not 'x'")
 
 
+@pytest.mark.parametrize("option", ["--dump", "--json"])
+@pytest.mark.parametrize("way", ["{folder}/run.log", "{folder}/./run.log", "{folder}/link"])
+def test_a_file_that_would_overwrite_an_input_is_refused(way, option, tmp_path):
+    log = clean_log(10)
+    check = Check(tmp_path, log)
+    (tmp_path / "link").symlink_to(check.path)
+    name = way.format(folder=tmp_path)
+    refusal = refused(f"{option} names an input: '{name}'")
+    assert check.run(f"{option}={name}") == refusal
+    with check.path.open("rb") as stdin:
+        assert run("qvcancheck", "-", f"{option}={name}", stdin=stdin) == refusal
+    assert run("qvcancheck", "-d", check.path, f"{option}={name}") == refusal
+    assert check.path.read_text(encoding="ascii") == log
+
+
+@pytest.mark.parametrize("option", ["--dump", "--json"])
+def test_a_file_may_have_the_name_of_an_interface(option, tmp_path):
+    (tmp_path / "nosuch0").touch()
+    assert run("qvcancheck", "-q", "-d", "nosuch0", f"{option}=nosuch0", cwd=tmp_path).status == 4
+
+
+def test_a_dump_and_json_need_a_file_each(tmp_path):
+    name = tmp_path / "both"
+    assert Check(tmp_path, "").run(f"--dump={name}", f"--json={name}") == refused("--dump and --json name the same file")
+
+
 @pytest.mark.parametrize("options, verdict, status", [
     ([], "PASS: 100 frames, none lost, repeated, reordered or corrupted", 0),
     (["-i", "1", "-l", "100"], "PASS: 100 frames, none lost, repeated, reordered or corrupted", 0),
