@@ -1,5 +1,6 @@
 #include "qvtools/checkcommandline.h"
 
+#include "libqvcheck/cansocket.h"
 #include "qvtools/candevice.h"
 #include "qvtools/sendergap.h"
 
@@ -41,6 +42,14 @@ bool isSameFile(const std::string& file, const std::string& input) {
 
 bool isInterface(const std::string& device) {
     return device.find('/') == std::string::npos;
+}
+
+/// Frames of one device come from the other as well.
+bool overlap(const std::string& a, const std::string& b) {
+    if (isInterface(a) != isInterface(b)) {
+        return false;
+    }
+    return a == b || (isInterface(a) ? a == anyInterface || b == anyInterface : isSameFile(a, b));
 }
 
 bool isDigit(char c) {
@@ -246,7 +255,20 @@ void CheckCommandLine::refuseOverwriting(const char* option, const std::string& 
     }
 }
 
+/// Each frame would count as repeated.
+void CheckCommandLine::refuseDoubles() const {
+    for (auto device = devices.begin(); device != devices.end(); ++device) {
+        const auto earlier = std::find_if(devices.begin(), device,
+                                          [device](const std::string& one) { return overlap(one, *device); });
+        if (earlier != device) {
+            const std::string& name = *device == anyInterface ? *earlier : *device;
+            throw std::invalid_argument("-d reads '" + name + "' twice");
+        }
+    }
+}
+
 void CheckCommandLine::derive() {
+    refuseDoubles();
     refuseOverwriting("--dump", dumpFile);
     refuseOverwriting("--json", jsonFile);
     if (isSameFile(dumpFile, jsonFile) || (!dumpFile.empty() && dumpFile == jsonFile)) {

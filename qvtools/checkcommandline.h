@@ -54,6 +54,7 @@ private:
     void takeJson(const char* file);
     void takeDump(const char* file);
     void refuseOverwriting(const char* option, const std::string& file) const;
+    void refuseDoubles() const;
     void derive();
 
     bool stopAtAny = false;

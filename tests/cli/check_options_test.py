@@ -119,6 +119,28 @@ def test_a_dump_and_json_need_a_file_each(tmp_path):
     assert Check(tmp_path, "").run(f"--dump={name}", f"--json={name}") == refused("--dump and --json name the same file")
 
 
+@pytest.mark.parametrize("devices, twice", [
+    (["can1", "can1"], "can1"), (["can1", "can0", "can1"], "can1"), (["any", "can1"], "can1"), (["can1", "any"], "can1"), (["any", "any"], "any"),
+    (["./device", "./device"], "./device"), (["./device", "./link"], "./link"), (["can1", "./device", "././device"], "././device"),
+    (["./missing", "./missing"], "./missing"),
+], ids=str)
+def test_a_device_that_would_be_read_twice_is_refused(devices, twice, tmp_path):
+    (tmp_path / "device").touch()
+    (tmp_path / "link").symlink_to("device")
+    arguments = [word for device in devices for word in ("-d", device)]
+    assert run("qvcancheck", "-q", *arguments, cwd=tmp_path) == refused(f"-d reads '{twice}' twice")
+
+
+def test_different_devices_may_be_read_together(tmp_path):
+    for name in ("one", "two", "can1"):
+        (tmp_path / name).touch()
+    done = run("qvcancheck", "-q", "-d", "./one", "-d", "./two", cwd=tmp_path)
+    assert done == Result("NO PATTERN: 0 frames, none of a pattern\n", "", 3)
+    for together in (["any", "./one"], ["can1", "./can1"], ["nosuch0", "nosuch1"]):
+        arguments = [word for device in together for word in ("-d", device)]
+        assert run("qvcancheck", "-q", "-T", "1m", *arguments, cwd=tmp_path).err == ""
+
+
 @pytest.mark.parametrize("options, verdict, status", [
     ([], "PASS: 100 frames, none lost, repeated, reordered or corrupted", 0),
     (["-i", "1", "-l", "100"], "PASS: 100 frames, none lost, repeated, reordered or corrupted", 0),
