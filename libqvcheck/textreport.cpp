@@ -109,6 +109,9 @@ void TextReport::event(const hostEvent_t& event) {
 }
 
 void TextReport::interval(const std::vector<intervalSummary_t>& pieces) {
+    if (detail == VERDICT) {
+        return;
+    }
     for (const intervalSummary_t& piece : pieces) {
         out << intervalText(piece) << '\n';
     }

@@ -93,8 +93,8 @@ void CheckRun::turn() {
     } else {
         turnOfRecording();
     }
-    tick();
     end.look(judge, now);
+    tick();
     flush();
 }
 
@@ -221,7 +221,7 @@ void CheckRun::tick() {
         lookAtHost();
         unflushed = true; // a report may hold something back that is due
     }
-    if (now >= intervalDue) {
+    if (now >= intervalDue && !end.isOver()) { // the last one comes with the end
         intervalDue += (1 + (now - intervalDue) / line.interval) * line.interval;
         interval();
     }

@@ -98,6 +98,27 @@ def test_a_further_signal_ends_a_check_without_its_verdict_after_a_second_only(s
         assert time.monotonic() - began >= 1
 
 
+@pytest.fixture
+def intervals(start, fifo):
+    """intervals(options...) judges 100 frames and ends with the second of two intervals."""
+    path, writer = fifo
+    os.write(writer, b"".join(record.pack() for record in pattern(1, 100)))
+    return lambda *options: start("qvcancheck", "-d", path, "-I", "300m", "-T", "600m", *options).result()
+
+
+def test_the_last_interval_ends_with_the_check(intervals):
+    pieces = [each for each in map(json.loads, intervals("--json").out.splitlines()) if each["event"] == "interval"]
+    assert len(pieces) in (1, 2), "one where the machine stood still"
+    assert all(float(piece["end"]) - float(piece["t"]) > 0.1 for piece in pieces)
+    assert sum(piece["frames"] for piece in pieces) == 100
+
+
+def test_quiet_has_no_interval_lines_but_in_the_json(intervals, tmp_path):
+    done = intervals("-q", f"--json={tmp_path}/json")
+    assert done.out == "PASS: 100 frames, none lost, repeated, reordered or corrupted\n"
+    assert '"event":"interval"' in (tmp_path / "json").read_text(encoding="ascii")
+
+
 def test_a_silence_longer_than_allowed_is_told_while_it_lasts(check, send):
     seen = check("--max-gap", "300m")
     send("1", "100")
