@@ -113,6 +113,12 @@ public:
         return list;
     }
 
+    findingCounts_t findings() const {
+        findingCounts_t counts = reporter.counts();
+        counts[FK_FOREIGN] += foreign.frames();
+        return counts;
+    }
+
     summary_t summary() const {
         summary_t s{};
         s.frames = count;
@@ -129,8 +135,7 @@ public:
         s.dropped = reporter.framesDropped();
         s.firstStamp = firstStamp;
         s.duration = latest();
-        s.findings = reporter.counts();
-        s.findings[FK_FOREIGN] += s.foreign;
+        s.findings = findings();
         s.series = &reporter.series();
         addInterfaces(s);
         addStreams(s);

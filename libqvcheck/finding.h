@@ -33,6 +33,9 @@ enum findingKind_t : std::uint8_t {
     FK_NUM,
 };
 
+/// Findings by kind: frames; FK_ABSENT: streams; FK_GAP, FK_PACE: cases.
+typedef std::array<std::uint64_t, FK_NUM> findingCounts_t;
+
 /// The name of a kind as in the command line and the reports: "lost".
 std::string_view findingName(findingKind_t kind);
 

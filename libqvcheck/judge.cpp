@@ -42,6 +42,10 @@ summary_t Judge::summary() const {
     return core->summary();
 }
 
+findingCounts_t Judge::findings() const {
+    return core->findings();
+}
+
 totals_t Judge::totals() const {
     return core->totals();
 }

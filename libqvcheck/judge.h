@@ -85,6 +85,9 @@ public:
     /// Everything counted so far. Pointers in it are valid until the next non-const call.
     summary_t summary() const;
 
+    /// The findings so far, as the verdict counts them; cheap enough for every read.
+    findingCounts_t findings() const;
+
     /// The sums over all streams; cheap enough to display four times a second.
     totals_t totals() const;
 

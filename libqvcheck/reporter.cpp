@@ -43,7 +43,7 @@ lossShares_t Reporter::blame(const loss_t& loss) {
     return shares;
 }
 
-std::array<std::uint64_t, FK_NUM> Reporter::counts() const {
+findingCounts_t Reporter::counts() const {
     auto all = found;
     all[FK_OVERRUN] += lossBlame != nullptr ? lossBlame->unclaimed() : drops;
     return all;

@@ -2,7 +2,6 @@
 
 #include "libqvcheck/judge.h"
 
-#include <array>
 #include <cstdint>
 
 /// Where findings leave the judge: counts them, keeps their series, and passes them on.
@@ -28,7 +27,7 @@ public:
     lossShares_t blame(const loss_t& loss);
 
     /// Findings by kind, including frames that this host lost and no stream misses.
-    std::array<std::uint64_t, FK_NUM> counts() const;
+    findingCounts_t counts() const;
     std::uint64_t framesDropped() const { return drops; }
     const Series<findingSlot_t>& series() const { return slots; }
 
@@ -37,7 +36,7 @@ private:
     LossBlame* lossBlame;
     FrameWatcher* watcher = nullptr;
     std::uint64_t drops = 0;
-    std::array<std::uint64_t, FK_NUM> found = {};
+    findingCounts_t found = {};
     Series<findingSlot_t> slots;
 };
 

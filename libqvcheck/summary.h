@@ -158,8 +158,7 @@ struct summary_t {
     std::uint64_t dropped;   ///< frames lost by the sources themselves
     std::int64_t firstStamp; ///< of the first frame, on its source's clock; receivedFrame_t::noTime: none
     std::int64_t duration;   ///< ns from the first to the last frame
-    std::array<std::uint64_t, FK_NUM>
-        findings; ///< frames by kind; FK_ABSENT: streams; FK_GAP, FK_PACE: cases
+    findingCounts_t findings;
     std::vector<streamSummary_t> streams;
     std::vector<pairSummary_t> pairs;
     const Series<findingSlot_t>* series;

@@ -210,19 +210,30 @@ void CheckCommandLine::takeAllowance(const char* list) {
 }
 
 void CheckCommandLine::takeStop(const char* list) {
+    stop = true;
     stopAtAny = list == nullptr;
     if (stopAtAny) {
         return;
     }
     Allowance kinds;
     std::string wrong = list;
-    if (wrong.find('=') != std::string::npos || !kinds.add(list, wrong)) {
+    if (!kinds.add("all=0", wrong) || wrong.find('=') != std::string::npos || !kinds.add(list, wrong)) {
         refuse("", "--stop needs kinds of findings, not '", wrong.c_str());
     }
     for (std::uint8_t i = 0; i < FK_NUM; ++i) {
         const auto kind = static_cast<findingKind_t>(i);
-        stopKinds[kind] = stopKinds[kind] || (kind != FK_FOREIGN && kinds.allows(kind));
+        stopKinds[kind] = stopKinds[kind] || kinds.allows(kind);
     }
+}
+
+bool CheckCommandLine::stopsAt(const findingCounts_t& counts) const {
+    for (std::uint8_t i = 0; i < FK_NUM; ++i) {
+        const auto kind = static_cast<findingKind_t>(i);
+        if ((stopKinds[kind] && counts[kind] > 0) || (stopAtAny && counts[kind] > allowance.limit(kind))) {
+            return true;
+        }
+    }
+    return false;
 }
 
 void CheckCommandLine::takeJson(const char* file) {

@@ -41,11 +41,10 @@ struct CheckCommandLine {
     bool json = false;    ///< on standard output, instead of text
     std::string jsonFile; ///< in addition to the text; empty: none
     std::string dumpFile; ///< the frames around the findings; empty: none
+    bool stop = false;    ///< findings may end the check
 
-    /// Whether the first finding of this kind ends the check. An allowed kind does so only if it was named.
-    bool stopsAt(findingKind_t kind) const {
-        return stopKinds[kind] || (stopAtAny && !allowance.allows(kind));
-    }
+    /// Whether these findings end the check: any of a kind that was named, or more than are allowed.
+    bool stopsAt(const findingCounts_t& counts) const;
 
 private:
     void takeStop(const char* list);

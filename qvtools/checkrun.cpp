@@ -200,6 +200,7 @@ void CheckRun::take(std::size_t n) {
     }
     intake.take(frames.data(), n);
     clock.read(frames[n - 1], now);
+    end.found(judge);
 }
 
 void CheckRun::settle() {
@@ -208,6 +209,7 @@ void CheckRun::settle() {
         if (reports.dump() != nullptr) {
             reports.dump()->settle(clock.at(now));
         }
+        end.found(judge);
     }
 }
 
@@ -246,7 +248,6 @@ void CheckRun::finding(const finding_t& finding) {
     statusLine.hide();
     unflushed = true;
     reports.finding(finding);
-    end.found(finding.kind);
 }
 
 void CheckRun::stream(const streamSummary_t& stream, std::int64_t born) {

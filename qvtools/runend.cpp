@@ -33,8 +33,8 @@ void RunEnd::signal(int number) {
     }
 }
 
-void RunEnd::found(findingKind_t kind) {
-    if (line.stopsAt(kind)) {
+void RunEnd::found(const Judge& judge) {
+    if (line.stop && line.stopsAt(judge.findings())) {
         end("--stop");
     }
 }

@@ -24,7 +24,8 @@ public:
     /// The report has no reader any more.
     void outputGone() { end("output gone"); }
 
-    void found(findingKind_t kind);
+    /// Checks whether the findings end it.
+    void found(const Judge& judge);
 
     /// Checks whether it is over now.
     void look(const Judge& judge, std::int64_t now);

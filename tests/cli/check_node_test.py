@@ -1,5 +1,6 @@
 """qvcancheck on a node of qvbus: as on any bus, with the kernel's SocketCAN left out; and its live line on a terminal."""
 
+import dataclasses
 import fcntl
 import json
 import os
@@ -96,6 +97,15 @@ def test_a_further_signal_ends_a_check_without_its_verdict_after_a_second_only(s
         wait_until(lambda: not seen.runs() or seen.process.send_signal(signal.SIGINT), "its end")
         assert seen.process.returncode == -signal.SIGINT
         assert time.monotonic() - began >= 1
+
+
+def test_a_frame_that_proves_foreign_with_nothing_behind_it_ends_a_check_that_stops_there(start, fifo):
+    """Its run bytes are those of the pattern, so it is held."""
+    path, writer = fifo
+    os.write(writer, dataclasses.replace(pattern(1, 1)[0], number=0x456).pack())
+    done = start("qvcancheck", "-d", path, "--json", "--stop=foreign", "-w", "100m", "-T", "5").result()
+    summary = json.loads(done.out.splitlines()[-1])
+    assert (summary["ended"], summary["foreign"]) == ("--stop", 1)
 
 
 @pytest.fixture

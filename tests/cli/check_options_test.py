@@ -183,6 +183,28 @@ def test_the_bit_rate_switch_is_demanded_of_fd_frames(tmp_path):
     assert check.verdict("-b") == ("FAIL: 1 frame of another format", 1)
 
 
+DROPS = "DROPCOUNT: dropped 40 CAN frames on 'can1' socket (total drops 40)\n"
+OTHER = "(1700000010.000000) can1 7FF#AABBCCDD\n"
+
+
+@pytest.mark.parametrize("between, options", [
+    ("", ["--stop"]), ("", ["--stop=lost"]), ("", ["--stop", "--allow=lost=39"]), (DROPS, ["--stop=overrun"]), (DROPS, ["--stop", "--allow=lost"]),
+    (OTHER, ["--stop=foreign", "--allow=lost"]), (OTHER, ["--stop", "--allow=lost,foreign=0"]),
+], ids=str)
+def test_findings_stop_it_if_asked(between, options, tmp_path):
+    frames = list(sent(100000))
+    check = Check(tmp_path, log_of(frames[:5000]) + between + log_of(frames[5040:]))
+    summary = check.summary(*options)
+    assert summary["ended"] == "--stop"
+    assert 4999 < summary["frames"] < 8000
+
+
+def test_findings_that_are_allowed_do_not_stop_it(tmp_path):
+    frames = list(sent(10000))
+    check = Check(tmp_path, log_of(frames[:5000]) + OTHER + log_of(frames[5040:]))
+    assert check.summary("--stop", "--allow=lost=40")["ended"] == "end of input"
+
+
 def test_after_wait_a_missing_frame_is_lost_and_comes_late(tmp_path):
     frames = list(sent(1000))
     frames[200].time = frames[300].time + 1

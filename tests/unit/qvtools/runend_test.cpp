@@ -1,4 +1,7 @@
+#include "libqvcheck/causes.h"
 #include "qvtools/runend.h"
+
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -12,10 +15,11 @@ class NoSink : public FindingSink {
 };
 
 struct RunEndTest : ::testing::Test {
-    /// Three frames of the pattern that starts at 1, a second apart.
-    void feed(std::uint32_t from, std::uint32_t n) {
+    /// `n` frames of the pattern that starts at 1, a second apart. `dropped`: frames lost here before them.
+    void feed(std::uint32_t from, std::uint32_t n, std::uint32_t dropped = 0) {
         for (std::uint32_t k = from - 1; k < from - 1 + n; ++k) {
             receivedFrame_t frame{};
+            frame.dropped = std::exchange(dropped, 0);
             frame.time = k * second;
             frame.canId = k + 1;
             frame.length = 8;
@@ -26,14 +30,38 @@ struct RunEndTest : ::testing::Test {
             judge().judge(frame);
         }
     }
+    void feedForeign() {
+        receivedFrame_t frame{};
+        frame.canId = 0x123;
+        frame.length = 8;
+        judge().judge(frame);
+    }
+    void read(std::vector<std::string> words) {
+        words.insert(words.begin(), "qvcancheck");
+        std::vector<char*> arguments;
+        for (std::string& word : words) {
+            arguments.push_back(word.data());
+        }
+        Options table = CheckCommandLine::options();
+        table.update();
+        line.read(table, static_cast<int>(arguments.size()), arguments.data());
+    }
+    bool stops() {
+        RunEnd end(line, false, 0);
+        end.found(judge());
+        return end.isOver() && end.why() == "--stop";
+    }
+
     Judge& judge() {
         if (!theJudge) {
-            theJudge = std::make_unique<Judge>(line.demands, sink);
+            causes = std::make_unique<Causes>(LC_INPUT);
+            theJudge = std::make_unique<Judge>(line.demands, sink, causes.get());
         }
         return *theJudge;
     }
 
     CheckCommandLine line;
+    std::unique_ptr<Causes> causes;
     NoSink sink;
     std::unique_ptr<Judge> theJudge;
 };
@@ -148,3 +176,51 @@ TEST_F(RunEndTest, OfALongDurationDoesNotOverflow) {
     RunEnd end(line, true, 100);
     EXPECT_EQ(end.due(), RunEnd::NEVER);
 }
+
+namespace {
+
+struct stop_row_t {
+    std::vector<std::string> options;
+    bool atTenLost;
+    bool atElevenLost;
+    bool atDropped;
+    bool atForeign;
+};
+
+class StopTest : public RunEndTest, public ::testing::WithParamInterface<stop_row_t> {};
+
+} // namespace
+
+TEST_P(StopTest, ComesWithTheFindingsThatWereNamedOrExceedTheAllowance) {
+    const auto stopsWith = [this](auto feedThem) {
+        theJudge.reset();
+        feed(1, 20);
+        feedThem();
+        return stops();
+    };
+    read(GetParam().options);
+    EXPECT_FALSE(stopsWith([] {}));
+    EXPECT_EQ(stopsWith([this] { feed(31, 5); }), GetParam().atTenLost);
+    EXPECT_EQ(stopsWith([this] { feed(32, 5); }), GetParam().atElevenLost);
+    EXPECT_EQ(stopsWith([this] { feed(22, 5, 1); }), GetParam().atDropped);
+    EXPECT_EQ(stopsWith([this] { feed(21, 5, 1); }), GetParam().atDropped) << "a frame of others, perhaps";
+    EXPECT_EQ(stopsWith([this] { feedForeign(); }), GetParam().atForeign);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    OfACheck, StopTest,
+    ::testing::Values(stop_row_t{{}, false, false, false, false},
+                      stop_row_t{{"--allow=foreign=0"}, false, false, false, false},
+                      stop_row_t{{"--stop"}, true, true, true, false},
+                      stop_row_t{{"--stop", "--allow=lost"}, false, false, true, false},
+                      stop_row_t{{"--stop", "--allow=lost=10"}, false, true, true, false},
+                      stop_row_t{{"--allow=overrun", "--stop"}, true, true, false, false},
+                      stop_row_t{{"--stop", "--allow=foreign=0"}, true, true, true, true},
+                      stop_row_t{{"--stop", "--allow=foreign=1"}, true, true, true, false},
+                      stop_row_t{{"--stop=lost"}, true, true, false, false},
+                      stop_row_t{{"--stop=lost", "--allow=lost=10"}, true, true, false, false},
+                      stop_row_t{{"--stop=overrun"}, false, false, true, false},
+                      stop_row_t{{"--stop=overrun", "--allow=all"}, false, false, true, false},
+                      stop_row_t{{"--stop=foreign"}, false, false, false, true},
+                      stop_row_t{{"--stop=reordered,gap"}, false, false, false, false},
+                      stop_row_t{{"--stop=all"}, true, true, true, true}));
