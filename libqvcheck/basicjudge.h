@@ -115,7 +115,7 @@ public:
 
     findingCounts_t findings() const {
         findingCounts_t counts = reporter.counts();
-        counts[FK_FOREIGN] += foreign.frames();
+        counts[FK_FOREIGN] += foreign.frames() + remote.frames() + tooShort + xl;
         return counts;
     }
 

@@ -142,9 +142,9 @@ struct intervalSummary_t {
 
 /// The whole run.
 struct summary_t {
-    std::uint64_t frames;  ///< read, of any kind
-    std::uint64_t pattern; ///< of streams: intact, corrupted, repeated, late and stray
-    std::uint64_t foreign;
+    std::uint64_t frames;             ///< read, of any kind
+    std::uint64_t pattern;            ///< of streams: intact, corrupted, repeated, late and stray
+    std::uint64_t foreign;            ///< data frames of no pattern
     std::uint64_t foreignIdentifiers; ///< distinct ones; a lower bound if `manyForeignIdentifiers`
     bool manyForeignIdentifiers;
     bool streamsLeft; ///< frames looked like a pattern but founded no stream
@@ -154,11 +154,11 @@ struct summary_t {
     std::uint64_t xl;
     std::uint64_t furtherStreams; ///< pattern frames of streams for which there was no room
     std::uint64_t clockSteps;
-    std::uint64_t held;      ///< not yet decided; 0 at the end
-    std::uint64_t dropped;   ///< frames lost by the sources themselves
-    std::int64_t firstStamp; ///< of the first frame, on its source's clock; receivedFrame_t::noTime: none
-    std::int64_t duration;   ///< ns from the first to the last frame
-    findingCounts_t findings;
+    std::uint64_t held;       ///< not yet decided; 0 at the end
+    std::uint64_t dropped;    ///< frames lost by the sources themselves
+    std::int64_t firstStamp;  ///< of the first frame, on its source's clock; receivedFrame_t::noTime: none
+    std::int64_t duration;    ///< ns from the first to the last frame
+    findingCounts_t findings; ///< FK_FOREIGN: `foreign`, `tooShort`, `remote` and `xl` together
     std::vector<streamSummary_t> streams;
     std::vector<pairSummary_t> pairs;
     const Series<findingSlot_t>* series;

@@ -45,6 +45,18 @@ def test_the_status_is_that_of_the_verdict(recording, options, verdict, status, 
     assert check.summary(*options)["verdictLine"] == verdict.format(path=check.path)
 
 
+@pytest.mark.parametrize("frame, foreign", [
+    ("7F0#AABBCCDDEEFF0011", 1), ("7F0#", 1), ("7F0#AABBCC", 1), ("7F0#AABBCCDD", 1), ("7F0#000007F0", 1), ("7F0#R", 1), ("00123#00:00:00000000#11", 1),
+    ("20000004#0001000000000000", 0), ("065#0000006564656667", 0),
+], ids=["data", "empty", "3_bytes", "4_bytes", "counter_alone", "remote", "xl", "error_frame", "pattern"])
+def test_a_frame_of_no_pattern_is_foreign_whatever_it_is(frame, foreign, tmp_path):
+    check = Check(tmp_path, clean_log(100) + f"(1700000000.200000) can1 {frame}\n")
+    assert check.verdict()[1] == 0
+    assert check.verdict("--allow=foreign=1")[1] == 0
+    assert check.verdict("--allow=foreign=0")[1] == foreign
+    assert check.summary()["findings"].get("foreign", 0) == foreign
+
+
 @pytest.mark.parametrize("names, reason", [
     (["nothing.log"], "nothing.log: No such file or directory"),
     (["."], ".: Is a directory"),
