@@ -244,6 +244,20 @@ TEST(DemandedPace, LooksAtASingleGapOnlyWhereItsJitterIsDemanded) {
     }
 }
 
+TEST(Jitter, MovesByASixteenthOfEachDifference) {
+    demands_t demands;
+    demands.paced = true;
+    demands.gap = Judged::millisecond;
+    Judged judged(demands);
+    const auto jitter = [&judged] { return only(judged.judge.summary()).jitter; };
+    judged.see(classic, 0, 50);
+    EXPECT_EQ(jitter(), 0);
+    judged.pause(160000).see(classic, 50, 51);
+    EXPECT_EQ(jitter(), 10000);
+    judged.pause(-6000).see(classic, 51, 52);
+    EXPECT_EQ(jitter(), 10000 - 4000 / 16);
+}
+
 TEST(MaxGap, FindsASilenceOnce) {
     demands_t demands;
     demands.maxGap = 100 * Judged::millisecond;

@@ -88,3 +88,26 @@ TEST(RoundTrips, ThatAreTooLongOrNegativeAreTold) {
     EXPECT_EQ(early.end().pairs[0].early, 100U);
     EXPECT_EQ(early.found(FK_EARLY), 100U);
 }
+
+TEST(RoundTrips, OfMoreThan200GapsBeforeAnswersGoMissingHintAtAFullQueue) {
+    const patternSender_t out = {0x101};
+    const patternSender_t back = {0x101, false, 8, true};
+    for (const std::uint32_t gaps : {200U, 201U}) {
+        Judged judged(answered());
+        const auto see = [&judged](receivedFrame_t f, std::uint32_t ms) {
+            f.time = ms * Judged::millisecond;
+            judged.judge.judge(f);
+        };
+        for (std::uint32_t ms = 0; ms < 900; ++ms) { // a frame each, and none is answered from 600 on
+            see(out.frame(ms), ms);
+            if (ms >= gaps && ms < 600) {
+                see(back.seen(back.frame(ms - gaps)), ms);
+            }
+        }
+        judged.judge.settle(3000 * Judged::millisecond);
+        const pairSummary_t pair = judged.end().pairs.at(0);
+        EXPECT_GT(pair.unanswered, 0U);
+        EXPECT_EQ(pair.roundTrips->max(), gaps * Judged::millisecond);
+        EXPECT_EQ(pair.queueHint, gaps > 200) << gaps;
+    }
+}
