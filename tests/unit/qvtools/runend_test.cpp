@@ -112,6 +112,16 @@ TEST_F(RunEndTest, CountsTheSilenceFromTheFirstFrameAsWell) {
     EXPECT_EQ(end.due(), 9 * second);
 }
 
+TEST_F(RunEndTest, ComesWithTenSecondsOfSilenceWhereANumberIsDemanded) {
+    read({"-l", "5"});
+    RunEnd end(line, true, 0);
+    EXPECT_EQ(end.due(), 10 * second);
+    end.look(judge(), 10 * second - 1);
+    EXPECT_FALSE(end.isOver());
+    end.look(judge(), 10 * second);
+    EXPECT_EQ(end.why(), "--idle");
+}
+
 TEST_F(RunEndTest, ComesTheWaitingTimeBehindTheLastDemandedFrame) {
     line.demands.ids = {1};
     line.demands.loop = 4;
