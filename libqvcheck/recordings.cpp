@@ -6,6 +6,7 @@
 #include "libqvtrace/record.h"
 #include "libqvutil/utility.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <string_view>
 
@@ -59,20 +60,27 @@ void Recordings::close() {
     input.reset();
 }
 
-/// True once the format is known. The first byte decides, except for records, which take two. A log may begin
-/// with a comment, or with what the logger lost before the first frame.
+/// True once the format is known. The first byte that is not blank decides, except for records, which take
+/// two. A log may begin with a comment, or with what the logger lost before the first frame.
 bool Recordings::recognise() {
     if (format || input->size() == 0) {
         return format != nullptr;
     }
-    const std::string_view text(input->begin(), input->size());
+    std::string_view text(input->begin(), input->size());
+    const auto beginsWith = [&text](std::string_view start) { return text.substr(0, start.size()) == start; };
+    constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF"; // of UTF-8
+    if (beginsWith(byteOrderMark)) {
+        input->drop(byteOrderMark.size());
+        text.remove_prefix(byteOrderMark.size());
+    }
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
     const auto byte = [text](std::size_t i) { return static_cast<std::uint8_t>(text[i]); };
-    if (byte(0) == record::sync0 && text.size() == 1 && !input->ended()) {
+    if (text.size() == 1 && byte(0) == record::sync0 && !input->ended()) {
         return false;
     }
-    if (text[0] == '(' || text[0] == '#' || text.substr(0, 9) == "DROPCOUNT") {
+    if (beginsWith("(") || beginsWith("#") || beginsWith("DROPCOUNT")) {
         format = std::make_unique<CandumpLog>(*input, interfaces, met);
-    } else if (byte(0) == record::sync0 && text.size() > 1 && byte(1) == record::sync1) {
+    } else if (text.size() > 1 && byte(0) == record::sync0 && byte(1) == record::sync1) {
         format = std::make_unique<RecordFile>(*input, interfaces, met);
     } else {
         format = std::make_unique<FamilyText>(*input, interfaces, met);

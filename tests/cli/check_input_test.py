@@ -67,8 +67,12 @@ def test_a_reader_is_judged_by_what_it_prints(device, start, tmp_path):
     (b"(1.0) \0\xff\xfe 001#\n" + clean_log(100).encode(), PASS, 0),
     (clean_log(100).encode()[:-20], "FAIL: 1 frame lost", 1),
     (clean_log(100).encode()[:-1], PASS, 0),
+    (b"\xef\xbb\xbf" + clean_log(100).encode(), PASS, 0),
+    (b"\n \r\n" + clean_log(100).encode(), PASS, 0),
+    (b"\xef\xbb\xbf", "NO PATTERN: 0 frames, none of a pattern", 3),
+    (b"\n", "NO PATTERN: 0 frames, none of a pattern", 3),
 ], ids=["endless_broken_line", "endless_line", "endless_frame", "rubbish", "rubbish_behind_a_sync", "zeros", "rubbish_in_a_line", "cut_in_mid_line",
-        "cut_before_the_line_end"])
+        "cut_before_the_line_end", "byte_order_mark", "blank_lines_first", "byte_order_mark_only", "blank_line_only"])
 def test_bad_input_is_counted_and_harms_nothing_else(recording, verdict, status, tmp_path):
     check = Check(tmp_path, recording)
     options = ["-i", "1", "-l", "100"] if status == 1 else []
