@@ -1,5 +1,6 @@
 #include "libqvcheck/causes.h"
 #include "qvtools/runend.h"
+#include "tests/unit/libqvcheck/nosink.h"
 
 #include <utility>
 
@@ -8,11 +9,6 @@
 namespace {
 
 constexpr std::int64_t second = 1000000000;
-
-class NoSink : public FindingSink {
-    void finding(const finding_t&) override {}
-    void stream(const streamSummary_t&, std::int64_t) override {}
-};
 
 struct RunEndTest : ::testing::Test {
     /// `n` frames of the pattern that starts at 1, a second apart. `dropped`: frames lost here before them.

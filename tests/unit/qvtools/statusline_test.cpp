@@ -1,5 +1,6 @@
 #include "qvtools/runend.h"
 #include "qvtools/statusline.h"
+#include "tests/unit/libqvcheck/nosink.h"
 
 #include <cstdlib>
 
@@ -10,11 +11,6 @@
 namespace {
 
 constexpr std::int64_t millisecond = 1000000;
-
-class NoSink : public FindingSink {
-    void finding(const finding_t&) override {}
-    void stream(const streamSummary_t&, std::int64_t) override {}
-};
 
 /// Standard error is another file while this lives. Owns the descriptor.
 class StandardError {

@@ -13,7 +13,7 @@ namespace {
 constexpr unsigned runs = QV_SIMULATED_RUNS;
 static_assert(runs == 300 || runs == 15, "the regimes say in how many of these a count may be off");
 
-class NoSink : public FindingSink {
+class CountingSink : public FindingSink {
 public:
     void finding(const finding_t& finding) override { found[finding.kind] += finding.count; }
     void stream(const streamSummary_t&, std::int64_t) override { ++named; }
@@ -37,7 +37,7 @@ std::string difference(const totals_t& got, const truth_t& truth, bool reordered
            (reordered ? shown("reordered", got.reordered, truth.reordered) : "");
 }
 
-void expectIdentities(const summary_t& s, const totals_t& sum, const NoSink& sink) {
+void expectIdentities(const summary_t& s, const totals_t& sum, const CountingSink& sink) {
     EXPECT_EQ(sum.expected, sum.intact + sum.corrupted + sum.lost);
     EXPECT_EQ(sum.open, 0U);
     EXPECT_EQ(s.held, 0U);
@@ -98,7 +98,7 @@ private:
     }
 
     simulation_t sim;
-    NoSink sink;
+    CountingSink sink;
     summary_t summary;
     totals_t sum = {};
     std::uint64_t restarts = 0;

@@ -2,6 +2,7 @@
 
 #include "libqvcheck/basicjudge.h"
 #include "libqvcheck/limits.h"
+#include "tests/unit/libqvcheck/nosink.h"
 #include "tests/unit/libqvcheck/patternframe.h"
 
 #include <string>
@@ -17,12 +18,6 @@ struct smallLimits_t : limits_t {
     static constexpr std::uint32_t chain = 8; // no sequence is long enough to be a stream that went back
     static constexpr std::uint32_t heldCapacity = 8;
     static constexpr std::uint32_t streams = 2;
-};
-
-class NoSink : public FindingSink {
-public:
-    void finding(const finding_t&) override {}
-    void stream(const streamSummary_t&, std::int64_t) override {}
 };
 
 struct reference_t {
