@@ -322,7 +322,7 @@ private:
 
     void checkFindings(const summary_t& s) {
         auto wanted = said.found;
-        wanted[FK_FOREIGN] += s.foreign;
+        wanted[FK_FOREIGN] += s.foreign + s.tooShort + s.remote + s.xl;
         wanted[FK_OVERRUN] += s.dropped;
         require(s.findings == wanted, "findings add up to the summary");
         require(said.taken[FT_FOREIGN] == s.foreign && said.taken[FT_TOO_SHORT] == s.tooShort &&
