@@ -127,6 +127,17 @@ TEST_P(Pairs, LeaveTheLastAnswersOfADemandedNumberOpen) {
     EXPECT_EQ(judged.found(FK_LOST), 1U);
 }
 
+TEST_P(Pairs, CountADemandedNumberFromTheFirstFrameSeen) {
+    x.framesLost = {0};
+    x.answersLost = {1, 2, 3};
+    Judged judged(answeredOf(2000));
+    const summary_t s = run(judged, x);
+    EXPECT_EQ(judged.found(FK_LOST), 1U);
+    EXPECT_EQ(judged.found(FK_UNANSWERED), 3U);
+    EXPECT_EQ(s.streams[0].totals.expected, 2000U);
+    EXPECT_EQ(s.streams[1].totals.expected, 2000U);
+}
+
 TEST_P(Pairs, LoseTheLastAnswersOfADemandedNumberInTheEnd) {
     x.answersLost = {1998, 1999};
     Judged judged(answeredOf(2000));
