@@ -127,7 +127,7 @@ private:
 
     /// Founds a stream with a held frame, a demanded one if possible, and gives it the other held ones.
     /// Returns false if there is no room. `parent`: the stream that has the frame already, or null.
-    bool found(interface_type& in, const heldFrame_t& held, stream_t* parent) {
+    [[gnu::cold]] bool found(interface_type& in, const heldFrame_t& held, stream_t* parent) {
         const std::uint32_t counter = held.counter;
         stream_t* s = founder.addDemandedNear(held.key, counter, INT32_MAX, held.at);
         if (s == nullptr) {

@@ -190,7 +190,7 @@ private:
     }
 
     // Few frames get here, and inlining it into each caller costs 2 KiB.
-    [[gnu::noinline]] void inspectStreams(interface_type& in, std::int64_t now) {
+    [[gnu::noinline, gnu::cold]] void inspectStreams(interface_type& in, std::int64_t now) {
         in.deadline = INT64_MAX;
         while (stream_t* const s = unexplained(in, now)) {
             succession.explain(*s, now);

@@ -47,7 +47,7 @@ public:
     }
 
     /// Decides a held frame, which then no longer waits. `atEnd`: nothing follows it.
-    void decide(interface_type& in, heldFrame_t& held, bool atEnd = false) {
+    [[gnu::cold]] void decide(interface_type& in, heldFrame_t& held, bool atEnd = false) {
         const heldFrame_t copy = held;
         in.held.decided(held);
         Reading reading(copy.frame, copy.role());

@@ -34,11 +34,11 @@ void Judge::settle(std::int64_t now) {
     core->settle(now);
 }
 
-void Judge::finish() {
+[[gnu::cold]] void Judge::finish() {
     core->finish();
 }
 
-summary_t Judge::summary() const {
+[[gnu::cold]] summary_t Judge::summary() const {
     return core->summary();
 }
 

@@ -92,7 +92,7 @@ private:
                static_cast<std::uint8_t>(id) == key.tag;
     }
 
-    stream_t* add(const streamKey_t& key, std::uint32_t next, const arrivalTime_t& at) {
+    [[gnu::cold]] stream_t* add(const streamKey_t& key, std::uint32_t next, const arrivalTime_t& at) {
         stream_t* const s = table.add(key, next, key.role == SR_REMOTE ? 0 : demands.errorPeriod);
         if (s != nullptr) {
             s->born = at;

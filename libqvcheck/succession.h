@@ -74,7 +74,7 @@ public:
     }
 
     /// The child's frames were its parent's: those the parent has are repeated, the others fill it.
-    void fold(stream_t& child) {
+    [[gnu::cold]] void fold(stream_t& child) {
         stream_t& s = *child.parent;
         booking.tellRepeats(child);
         std::uint64_t left = child.unique + child.counts.late;
@@ -183,7 +183,7 @@ private:
         }
     }
 
-    void succeed(stream_t& s, stream_t& n) {
+    [[gnu::cold]] void succeed(stream_t& s, stream_t& n) {
         if (!s.named) {
             explainNow(s); // its own name first; `n` is explained later
             return;
@@ -230,7 +230,7 @@ private:
         n.inherit(s, true);
     }
 
-    void beginAnew(stream_t& s, stream_t& n, findingKind_t kind) {
+    [[gnu::cold]] void beginAnew(stream_t& s, stream_t& n, findingKind_t kind) {
         handOver(s, n, false);
         finding_t f = streamFinding(n, kind, n.born.time, n.first, 1);
         f.last = s.window.next() - 1;
