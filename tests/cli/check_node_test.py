@@ -156,8 +156,8 @@ def live(check, terminal):
 
 
 def lines_of(terminal):
-    """The live lines so far, each as written."""
-    return [line.removesuffix("\033[K") for line in terminal.seen.decode().split("\r")[:-1]]
+    """The live lines so far, each as written. The line before may have been erased for another output."""
+    return [line.removeprefix("\033[K").removesuffix("\033[K") for line in terminal.seen.decode().split("\r")[:-1]]
 
 
 def shown(terminal, program, text):
