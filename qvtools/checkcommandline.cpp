@@ -2,6 +2,7 @@
 
 #include "libqvcheck/cansocket.h"
 #include "qvtools/candevice.h"
+#include "qvtools/liveinputs.h"
 #include "qvtools/sendergap.h"
 
 #include <algorithm>
@@ -40,16 +41,12 @@ bool isSameFile(const std::string& file, const std::string& input) {
     return exist && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-bool isInterface(const std::string& device) {
-    return device.find('/') == std::string::npos;
-}
-
 /// Frames of one device come from the other as well.
 bool overlap(const std::string& a, const std::string& b) {
-    if (isInterface(a) != isInterface(b)) {
+    if (LiveInputs::isFile(a) != LiveInputs::isFile(b)) {
         return false;
     }
-    return a == b || (isInterface(a) ? a == anyInterface || b == anyInterface : isSameFile(a, b));
+    return a == b || (LiveInputs::isFile(a) ? isSameFile(a, b) : a == anyInterface || b == anyInterface);
 }
 
 bool isDigit(char c) {
@@ -260,7 +257,7 @@ void CheckCommandLine::refuseOverwriting(const char* option, const std::string& 
     };
     std::for_each(files.begin(), files.end(), refuseInput);
     for (const std::string& device : devices) {
-        if (!isInterface(device)) {
+        if (LiveInputs::isFile(device)) {
             refuseInput(device);
         }
     }

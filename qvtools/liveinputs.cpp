@@ -15,11 +15,11 @@ LiveInputs::LiveInputs(const std::vector<std::string>& names, InterfaceTable& in
 }
 
 void LiveInputs::open(input_t& input, InterfaceTable& interfaces) {
-    const bool isFile = input.name.find('/') != std::string::npos;
-    const int fd = isFile ? RecordSource::open(input.name) : openCanSocket(input.name);
+    const bool file = isFile(input.name);
+    const int fd = file ? RecordSource::open(input.name) : openCanSocket(input.name);
     if (fd == -1) {
         input.failure = errno;
-    } else if (isFile) {
+    } else if (file) {
         input.device = std::make_unique<RecordSource>(fd, input.name, interfaces);
     } else {
         input.socket = std::make_unique<SocketSource>(fd, input.name, interfaces);

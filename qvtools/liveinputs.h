@@ -11,6 +11,8 @@
 /// The devices of a check on the bus: CAN interfaces, and device files if the name has a slash.
 class LiveInputs {
 public:
+    static bool isFile(const std::string& name) { return name.find('/') != std::string::npos; }
+
     /// Opens them all; those that cannot be opened are listed in `failures`.
     LiveInputs(const std::vector<std::string>& names, InterfaceTable& interfaces);
 
