@@ -25,20 +25,18 @@ public:
 
     void watch(FrameWatcher* watcher) { reporter.watch(watcher); }
 
-    void judge(const receivedFrame_t& frame) {
-        interface_type& in = interfaceOf(frame);
-        if (in.clock.read(frame.time, frame.leftOut)) {
-            distrustClocks();
-        }
-        ++in.frames;
-        const arrivalTime_t at = {in.clock.time(), ++count};
-        if (frame.dropped > 0 || demultiplexer.mayExpire(in, at.time)) {
-            catchUp(in, frame, at);
-        }
-        if (!demultiplexer.takeNext(in, frame, at)) {
-            judgeOther(in, frame, at);
+    void judge(const receivedFrame_t* frames, std::size_t n) {
+        while (n > 0) {
+            interface_type& in = interfaceOf(*frames);
+            const std::uint8_t before = in.latest;
+            const bool alone = judge(in, *frames) && in.latest == before; // no other stream in between
+            const std::size_t taken = n > 1 && alone ? 1 + takeRun(in, frames + 1, n - 1) : 1;
+            frames += taken;
+            n -= taken;
         }
     }
+
+    void judge(const receivedFrame_t& frame) { judge(&frame, 1); }
 
     void settle(std::int64_t now) {
         for (const auto& in : interfaces) {
@@ -157,8 +155,25 @@ private:
         return *in;
     }
 
+    /// Returns whether the frame is exactly the one that a steady stream expects.
+    bool judge(interface_type& in, const receivedFrame_t& frame) {
+        if (in.clock.read(frame.time, frame.leftOut)) {
+            distrustClocks();
+        }
+        ++in.frames;
+        const arrivalTime_t at = {in.clock.time(), ++count};
+        if (frame.dropped > 0 || demultiplexer.mayExpire(in, at.time)) {
+            catchUp(in, frame, at);
+        }
+        const bool steady = demultiplexer.takeNext(in, frame, at);
+        if (!steady) {
+            judgeOther(in, frame, at);
+        }
+        return steady;
+    }
+
     /// A clock step affects the host: frames still to come from other interfaces have it, too.
-    void distrustClocks() {
+    [[gnu::cold]] void distrustClocks() {
         for (const auto& in : interfaces) {
             if (in != nullptr) {
                 in->clock.distrust();
@@ -166,9 +181,16 @@ private:
         }
     }
 
-    // Rarely needed code is kept out of `judge`, to keep its stack frame small.
+    // Code that few frames need is kept out of `judge`, to keep its stack frame small.
 
-    [[gnu::noinline]] void enter(std::unique_ptr<interface_type>& in, const receivedFrame_t& frame) {
+    [[gnu::noinline]] std::size_t takeRun(interface_type& in, const receivedFrame_t* frames, std::size_t n) {
+        const std::size_t taken = demultiplexer.takeRun(in, frames, n);
+        count += taken;
+        return taken;
+    }
+
+    [[gnu::noinline, gnu::cold]] void enter(std::unique_ptr<interface_type>& in,
+                                            const receivedFrame_t& frame) {
         if (firstStamp == receivedFrame_t::noTime) {
             firstStamp = frame.time;
         }

@@ -55,6 +55,12 @@ public:
         return s != nullptr;
     }
 
+    /// After `takeNext`: takes those of the `n` next frames that continue the same stream and only need
+    /// counting; returns how many.
+    std::size_t takeRun(interface_type& in, const receivedFrame_t* frames, std::size_t n) {
+        return steady.takeRun(*table.at(in.latest), in, frames, n);
+    }
+
     /// A data frame of 4 bytes or more.
     void judge(interface_type& in, const receivedFrame_t& frame, const arrivalTime_t& at) {
         const sighting_t seen = {frame, at, in.clock.steps()};

@@ -15,7 +15,7 @@ public:
     using BasicJudge::BasicJudge;
 };
 
-Judge::Judge(const demands_t& demands, FindingSink& sink, LossBlame* blame)
+[[gnu::cold]] Judge::Judge(const demands_t& demands, FindingSink& sink, LossBlame* blame)
     : core(std::make_unique<Core>(demands, sink, blame)) {}
 
 Judge::~Judge() = default;
@@ -25,9 +25,7 @@ void Judge::watch(FrameWatcher* watcher) {
 }
 
 void Judge::judge(const receivedFrame_t* frames, std::size_t n) {
-    for (; n > 0; --n) {
-        core->judge(*frames++);
-    }
+    core->judge(frames, n);
 }
 
 void Judge::settle(std::int64_t now) {

@@ -11,6 +11,8 @@ public:
 
     void watch(FrameWatcher* _watcher) { watcher = _watcher; }
 
+    bool isWatched() const { return watcher != nullptr; }
+
     /// A frame was classified.
     void frame(const receivedFrame_t& frame, taken_t taken, std::uint16_t stream = 0,
                std::uint32_t counter = 0) {

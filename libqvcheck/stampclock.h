@@ -15,13 +15,18 @@ public:
     /// Reads another stamp; `receivedFrame_t::noTime` leaves the time unchanged. Where frames were `leftOut`
     /// any time may have passed. Returns whether it was a step.
     bool read(std::int64_t stamp, bool leftOut = false) {
+        return !advance(stamp) && readOther(stamp, leftOut);
+    }
+
+    /// Reads a stamp that is certainly no step, as nearly all are; false: it may be one, call `read`.
+    bool advance(std::int64_t stamp) {
         const std::uint64_t forward = static_cast<std::uint64_t>(stamp) - static_cast<std::uint64_t>(last);
-        if (forward <= hour) { // nearly all; `noTime` is far from any clock's
-            now += static_cast<std::int64_t>(forward);
-            last = stamp;
+        if (forward > hour) { // so is `noTime`
             return false;
         }
-        return readOther(stamp, leftOut);
+        now += static_cast<std::int64_t>(forward);
+        last = stamp;
+        return true;
     }
 
     /// Another interface's stamps show a step that this one's may not have shown yet.

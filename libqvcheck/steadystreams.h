@@ -31,6 +31,32 @@ public:
         return s;
     }
 
+    /// Takes the frames that follow one of `takeNext` and continue its stream, as long as they only need
+    /// counting; returns how many. Cheaper than one by one, but only worth a try if the stream is alone.
+    std::size_t takeRun(stream_t& s, interface_t<Limits>& in, const receivedFrame_t* frames, std::size_t n) {
+        if (s.pair != nullptr || s.window.hasGaps() || !in.held.empty() || streamDemands.looksAtGaps() ||
+            reporter.isWatched()) {
+            return 0;
+        }
+        n = std::min(n, static_cast<std::size_t>(s.steadyUntil - s.window.next()));
+        StampClock clock = in.clock; // a copy that the compiler may keep in registers
+        arrivalTime_t at = s.last;
+        std::size_t taken = 0;
+        for (; taken < n && frames[taken].dropped == 0 && s.isNext(frames[taken]); ++taken) {
+            if (!clock.advance(frames[taken].time) || clock.time() >= in.deadline) {
+                break;
+            }
+            const std::int64_t gap = clock.time() - at.time;
+            at = {clock.time(), at.number + 1};
+            s.gaps.add(gap);
+            count(s, frames[taken], at.time, gap);
+        }
+        in.clock = clock;
+        in.frames += taken;
+        add(s, taken, at);
+        return taken;
+    }
+
     /// Decides whether the stream is steady, and up to which frame.
     void check(stream_t& s) const {
         s.steady = s.named && s.atRecord && s.parent == nullptr && s.child == nullptr && s.streak == 0 &&
@@ -79,19 +105,27 @@ private:
         if (clockSteps == s.lastSteps) {
             streamDemands.gap(s, gap);
         }
-        s.window.step(at.time);
-        ++s.counts.expected;
-        ++s.counts.intact;
-        s.own |= frame.own;
-        ++s.unique;
-        s.last = s.lastRecord = at;
+        count(s, frame, at.time, gap);
+        add(s, 1, at);
         s.lastSteps = clockSteps;
-        streamSlot_t& slot = s.series.at(at.time);
+        reporter.frame(frame, FT_IN_ORDER, s.number, counter);
+    }
+
+    static void count(stream_t& s, const receivedFrame_t& frame, std::int64_t time, std::int64_t gap) {
+        s.window.step(time);
+        s.own |= frame.own;
+        streamSlot_t& slot = s.series.at(time);
         ++slot.frames;
         if (gap > slot.longestGap) {
             slot.longestGap = gap;
         }
-        reporter.frame(frame, FT_IN_ORDER, s.number, counter);
+    }
+
+    static void add(stream_t& s, std::size_t n, const arrivalTime_t& last) {
+        s.counts.expected += n;
+        s.counts.intact += n;
+        s.unique += n;
+        s.last = s.lastRecord = last;
     }
 
     Reporter& reporter;

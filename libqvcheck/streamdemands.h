@@ -21,7 +21,7 @@ public:
         : demands(_demands),
           reporter(_reporter),
           checksFormat(_demands.fd || _demands.brs),
-          looksAtGaps(_demands.paced || _demands.intervals) {}
+          looks(_demands.paced || _demands.intervals) {}
 
     /// Whether a number of frames is demanded of it.
     bool countsFrames(const stream_t& s) const { return demands.loop > 0 && isDemanded(s); }
@@ -34,10 +34,13 @@ public:
         return demands.maxGap != 0 || (checksFormat && s.key.length != CANFD_MAX_DLEN);
     }
 
+    /// Whether gaps are not just for their histogram.
+    bool looksAtGaps() const { return looks; }
+
     /// ns between two consecutive frames of the stream; `last` is still the first of them.
     void gap(stream_t& s, std::int64_t gap) {
         s.gaps.add(gap);
-        if (looksAtGaps) {
+        if (looks) {
             lookAtGap(s, gap);
         }
     }
@@ -152,5 +155,5 @@ private:
     const demands_t& demands;
     Reporter& reporter;
     const bool checksFormat;
-    const bool looksAtGaps; ///< not just for their histogram
+    const bool looks; ///< at gaps, not just for their histogram
 };

@@ -18,6 +18,8 @@ constexpr unsigned seeds = QV_SIMULATED_RUNS >= 300 ? 10 : 2;
 using frames_t = std::vector<receivedFrame_t>;
 using labels_t = std::array<std::uint8_t, 3>;
 
+constexpr labels_t plain = {0, 1, 2};
+
 void write(std::ostream& out, const totals_t& t) {
     for (const std::uint64_t n :
          {t.expected, t.intact, t.corrupted, t.lost, t.open, t.repeated, t.corruptedRepeats, t.reordered,
@@ -26,16 +28,23 @@ void write(std::ostream& out, const totals_t& t) {
     }
 }
 
-/// All that a judge says of a run. `labels`: the interfaces that are called 0, 1 and 2.
-std::string judgedText(const frames_t& frames, const demands_t& demands, const labels_t& labels) {
+void write(std::ostream& out, const Histogram& times) {
+    out << times.count() << ' ' << times.sum() << ' ' << times.min() << ' ' << times.max() << ' '
+        << times.percentile(5000) << ' ';
+}
+
+void write(std::ostream& out, const Series<streamSlot_t>& series) {
+    for (std::size_t i = 0; i < series.size(); ++i) {
+        out << series[i].frames << '/' << series[i].longestGap << ' ';
+    }
+}
+
+/// All that a judge says of a run that ends now. `labels`: the interfaces that are called 0, 1 and 2.
+std::string textOf(Judged& judged, const labels_t& labels) {
     std::ostringstream out;
     const auto label = [&labels](std::uint8_t interface) {
         return std::find(labels.begin(), labels.end(), interface) - labels.begin();
     };
-    Judged judged(demands);
-    for (const receivedFrame_t& frame : frames) {
-        judged.judge.judge(frame);
-    }
     const summary_t s = judged.end();
     for (const Judged::frame_t& f : judged.frames) {
         out << int{f.taken} << ' ' << f.stream << ' ' << f.counter << '\n';
@@ -47,13 +56,56 @@ std::string judgedText(const frames_t& frames, const demands_t& demands, const l
     }
     for (const streamSummary_t& stream : s.streams) {
         out << 's' << stream.number << ' ' << label(stream.interface) << ' ' << stream.start << ' '
-            << stream.first << ' ' << stream.last << ' ' << stream.ambiguous << ' ' << stream.gaps->count()
-            << ' ';
+            << stream.first << ' ' << stream.last << ' ' << stream.ambiguous << ' ' << stream.own << ' '
+            << stream.lastTime << ' ' << stream.jitter << ' ';
         write(out, stream.totals);
+        write(out, *stream.gaps);
+        write(out, *stream.series);
         out << '\n';
     }
-    out << s.frames << ' ' << s.pattern << ' ' << s.foreign << ' ' << s.pairs.size() << ' ' << s.duration;
+    for (const pairSummary_t& pair : s.pairs) {
+        out << pair.answered << ' ' << pair.unanswered << ' ' << pair.unseen << ' ';
+        write(out, *pair.roundTrips);
+    }
+    out << s.frames << ' ' << s.pattern << ' ' << s.foreign << ' ' << s.dropped << ' ' << s.duration;
     return out.str();
+}
+
+std::string judgedText(const frames_t& frames, const demands_t& demands, const labels_t& labels) {
+    Judged judged(demands);
+    for (const receivedFrame_t& frame : frames) {
+        judged.judge.judge(frame);
+    }
+    return textOf(judged, labels);
+}
+
+/// Where each loss was in the order of arrival.
+class LossLog : public LossBlame {
+public:
+    void dropped(std::uint8_t, std::uint64_t, std::int64_t, std::uint32_t) override {}
+    lossShares_t blame(const loss_t& loss) override {
+        text << '\n' << loss.frames << ' ' << loss.arrivalBefore << ' ' << loss.arrivalAfter;
+        lossShares_t shares{};
+        shares[LC_BEFORE] = loss.frames;
+        return shares;
+    }
+    std::uint64_t unclaimed() const override { return 0; }
+
+    std::ostringstream text;
+};
+
+/// Nobody watches each frame, so that batches may be taken at once.
+std::string judgedInBatches(const frames_t& frames, const demands_t& demands, std::uint32_t most) {
+    LossLog losses;
+    Judged judged(demands, &losses);
+    judged.judge.watch(nullptr);
+    Dice dice(most);
+    for (std::size_t i = 0; i < frames.size();) {
+        const std::size_t n = std::min<std::size_t>(dice.from(1, most), frames.size() - i);
+        judged.judge.judge(&frames[i], n);
+        i += n;
+    }
+    return textOf(judged, plain) + losses.text.str();
 }
 
 /// Where the line begins in which two texts begin to differ; the end when they are the same.
@@ -80,10 +132,46 @@ frames_t onThreeInterfaces(const regime_t& regime, unsigned seed, demands_t& dem
     return all;
 }
 
+/// Demands under which frames need more than counting.
+demands_t demandsOf(const simulation_t& sim, unsigned seed) {
+    demands_t demands;
+    demands.errorPeriod = sim.period;
+    demands.paced = seed % 5 == 1;
+    demands.gap = demands.paced ? 1000000 : 0;
+    demands.maxGap = seed % 5 == 2 ? 100000000 : 0;
+    demands.wait = seed % 5 == 3 ? 5000000 : demands.wait;
+    if (seed % 5 == 4) {
+        demands.ids = {sim.senders[0].start};
+        demands.loop = 500;
+    }
+    return demands;
+}
+
+/// With queues that drop frames, clocks that are set, and answers to some frames in a row.
+frames_t troubled(const simulation_t& sim, unsigned seed) {
+    Dice dice(seed);
+    frames_t all;
+    std::int64_t set = 0;
+    for (std::size_t i = 0; i < sim.frames.size(); ++i) {
+        receivedFrame_t frame = sim.frames[i];
+        set += dice.chance(1000) ? 7200000000000 : dice.chance(1000) ? -50000000 : 0;
+        frame.time = frame.time / (seed % 3 == 2 ? 50 : 1) + set;
+        frame.own = dice.chance(500);
+        frame.dropped = dice.chance(2000) ? dice.from(1, 3) : 0;
+        frame.leftOut = frame.dropped == 3;
+        all.push_back(frame);
+        for (std::size_t k = i - 3; seed % 2 == 1 && i % 4 == 3 && k <= i; ++k) {
+            const patternSender_t sender = {0, false, sim.frames[k].length, true};
+            all.push_back(sender.seen(sim.frames[k]));
+            all.back().time = frame.time;
+        }
+    }
+    return all;
+}
+
 class Property : public testing::TestWithParam<regime_t> {};
 
 TEST_P(Property, InterfacesMayHaveOtherLabels) {
-    constexpr labels_t plain = {0, 1, 2};
     constexpr labels_t others = {3, 128, 254}; // in the same order, in which the end settles them
     for (unsigned seed = 0; seed < seeds; ++seed) {
         demands_t demands;
@@ -100,13 +188,36 @@ TEST_P(Property, InterfacesMayHaveOtherLabels) {
 }
 
 TEST_P(Property, ARunJudgedTwiceIsJudgedTheSame) {
-    constexpr labels_t plain = {0, 1, 2};
     for (unsigned seed = 0; seed < seeds; ++seed) {
         demands_t demands;
         const frames_t frames = onThreeInterfaces(GetParam(), seed, demands);
         ASSERT_TRUE(judgedText(frames, demands, plain) == judgedText(frames, demands, plain))
             << "seed " << seed;
     }
+}
+
+TEST_P(Property, FramesMayBeJudgedInBatches) {
+    for (unsigned seed = 0; seed < 5 * seeds; ++seed) {
+        const simulation_t sim = simulate(GetParam(), seed);
+        const demands_t demands = demandsOf(sim, seed);
+        const frames_t frames = troubled(sim, seed);
+        const std::string singly = judgedInBatches(frames, demands, 1);
+        const std::string inBatches = judgedInBatches(frames, demands, 64);
+        ASSERT_EQ(inBatches.substr(differenceOf(singly, inBatches), 200),
+                  singly.substr(differenceOf(singly, inBatches), 200))
+            << "seed " << seed;
+    }
+}
+
+TEST(JudgedBatch, ShowsEachFrameToWhoWatches) {
+    frames_t frames;
+    for (std::uint32_t k = 0; k < 50; ++k) {
+        frames.push_back(patternSender_t().frame(k, std::int64_t{k} * Judged::millisecond));
+    }
+    Judged judged;
+    judged.judge.judge(frames.data(), frames.size());
+    ASSERT_EQ(judged.frames.size(), frames.size());
+    EXPECT_EQ(judged.frames.back().counter, 50U);
 }
 
 INSTANTIATE_TEST_SUITE_P(Regime, Property, testing::ValuesIn(allRegimes()),
