@@ -101,12 +101,11 @@ public:
     std::vector<intervalSummary_t> interval() {
         std::vector<intervalSummary_t> list;
         const std::int64_t end = latest();
-        for (Stream<Limits>* const s : demultiplexer.streams().all()) {
+        for (Stream<Limits>* const s : streamsByNumber()) {
             if (s->interval != nullptr && s->named) {
                 list.push_back(s->takeInterval(intervalBegin, end));
             }
         }
-        std::sort(list.begin(), list.end(), [](const auto& a, const auto& b) { return a.stream < b.stream; });
         intervalBegin = end;
         return list;
     }
@@ -280,14 +279,19 @@ private:
     }
 
     void addStreams(summary_t& sum) const {
-        for (const Stream<Limits>* const s : demultiplexer.streams().all()) {
+        for (const Stream<Limits>* const s : streamsByNumber()) {
             sum.pattern += s->counts.received();
             sum.held += s->streak;
             sum.streams.push_back(s->summary());
             streamDemands.rate(*s, sum.streams.back());
         }
-        std::sort(sum.streams.begin(), sum.streams.end(),
-                  [](const auto& a, const auto& b) { return a.number < b.number; });
+    }
+
+    std::vector<Stream<Limits>*> streamsByNumber() const {
+        std::vector<Stream<Limits>*> list = demultiplexer.streams().all();
+        std::sort(list.begin(), list.end(),
+                  [](const auto* a, const auto* b) { return a->number < b->number; });
+        return list;
     }
 
     const demands_t demands;
