@@ -3,6 +3,8 @@
 #include "libqvcheck/numbertext.h"
 
 #include <array>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -46,6 +48,27 @@ std::string droppedText(const runResult_t& run, const runSettings_t& settings) {
     return countedText(run.summary.findings[FK_OVERRUN], "frame") + " dropped by " + dropper(settings);
 }
 
+/// Why the check is not complete, the gravest reason first.
+std::vector<std::string> obstacles(const runResult_t& run, const runSettings_t& settings) {
+    std::vector<std::string> all;
+    if (!run.failures.empty()) {
+        all.push_back(printable(run.failures.front()));
+    }
+    if (run.input != nullptr && isTooBroken(*run.input)) {
+        all.push_back(countedText(run.input->broken, "line") + " of " +
+                      grouped(run.input->frames + run.input->broken) + " cannot be read, the first is " +
+                      printable(run.input->firstBroken));
+    }
+    if (exceeds(run.summary, settings.allowance, FK_OVERRUN)) {
+        all.push_back(droppedText(run, settings));
+    }
+    if (run.summary.furtherStreams > 0) {
+        all.push_back("no room for further streams, " + countedText(run.summary.furtherStreams, "frame") +
+                      " not judged");
+    }
+    return all;
+}
+
 std::string failLine(const runResult_t& run, const runSettings_t& settings) {
     std::string text;
     for (std::uint8_t i = 0; i < FK_NUM; ++i) {
@@ -55,10 +78,10 @@ std::string failLine(const runResult_t& run, const runSettings_t& settings) {
                     countedText(run.summary.findings[kind], phraseOf(kind).noun) + phraseOf(kind).behind;
         }
     }
-    if (exceeds(run.summary, settings.allowance, FK_OVERRUN)) {
-        text += "; and " + droppedText(run, settings);
+    for (const std::string& obstacle : obstacles(run, settings)) {
+        text += "; and " + obstacle;
     }
-    return "FAIL: " + text + (run.failures.empty() ? "" : "; and " + printable(run.failures.front()));
+    return "FAIL: " + text;
 }
 
 /// What was found but allowed, except foreign frames, which always are.
@@ -88,22 +111,13 @@ std::string passLine(const runResult_t& run, const runSettings_t& settings) {
            (injected > 0 ? "; " + grouped(injected) + " corrupted as told" : "");
 }
 
-/// Why the check is incomplete, the gravest reason first.
 std::string incompleteLine(const runResult_t& run, const runSettings_t& settings) {
-    const std::string head = "INCOMPLETE: ";
-    if (!run.failures.empty()) {
-        return head + printable(run.failures.front());
+    std::string text;
+    for (const std::string& obstacle : obstacles(run, settings)) {
+        text += (text.empty() ? "" : "; and ") + obstacle;
     }
-    if (run.input != nullptr && isTooBroken(*run.input)) {
-        return head + countedText(run.input->broken, "line") + " of " +
-               grouped(run.input->frames + run.input->broken) + " cannot be read, the first is " +
-               printable(run.input->firstBroken);
-    }
-    if (exceeds(run.summary, settings.allowance, FK_OVERRUN)) {
-        return head + droppedText(run, settings) + ", nothing else wrong";
-    }
-    return head + "no room for further streams, " + countedText(run.summary.furtherStreams, "frame") +
-           " not judged";
+    const bool onlyDropped = text == droppedText(run, settings);
+    return "INCOMPLETE: " + text + (onlyDropped ? ", nothing else wrong" : "");
 }
 
 } // namespace

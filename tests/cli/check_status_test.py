@@ -31,7 +31,7 @@ def crowd(streams):
     (BROKEN, [], "INCOMPLETE: 2 lines of 102 cannot be read, the first is {path}:101", 4),
     (crowd(64), [], "PASS: 640 frames, none lost, repeated, reordered or corrupted", 0),
     (crowd(65), [], "INCOMPLETE: no room for further streams, 10 frames not judged", 4),
-    (LOST + "(1.0) x\n" * 9, [], "FAIL: 1 frame lost", 1),
+    (LOST + "(1.0) x\n" * 9, [], "FAIL: 1 frame lost; and 9 lines of 108 cannot be read, the first is {path}:100", 1),
     (DROPPED.replace("#00000021", "#00000121"), [], "FAIL: 1 frame corrupted; and 1 frame dropped by the logger", 1),
     (OTHERS + "(1.0) x\n", [], "INCOMPLETE: 1 line of 4 cannot be read, the first is {path}:4", 4),
     (OTHERS, ["-i", "1"], "FAIL: 1 stream absent", 1),

@@ -42,16 +42,30 @@ TEST_F(VerdictLineTest, SaysWhatWasFoundAndWhatWasAllowed) {
     EXPECT_EQ(verdict(), "NO PATTERN: 60,800 frames, none of a pattern");
 }
 
-TEST_F(VerdictLineTest, SaysWhatKeptTheCheckFromBeingWhole) {
+TEST_F(VerdictLineTest, SaysAllThatKeptTheCheckFromBeingWhole) {
     run.verdict = V_INCOMPLETE;
-    run.summary.furtherStreams = 12;
-    EXPECT_EQ(verdict(), "INCOMPLETE: no room for further streams, 12 frames not judged");
     run.summary.findings[FK_OVERRUN] = 1722;
     EXPECT_EQ(verdict(), "INCOMPLETE: 1,722 frames dropped by the logger, nothing else wrong");
+    run.summary.furtherStreams = 12;
+    const std::string dropped =
+        "1,722 frames dropped by the logger; and no room for further streams, 12 frames not judged";
+    EXPECT_EQ(verdict(), "INCOMPLETE: " + dropped);
     input.frames = 98;
     input.broken = 2;
     input.firstBroken = "run.log:3";
-    EXPECT_EQ(verdict(), "INCOMPLETE: 2 lines of 100 cannot be read, the first is run.log:3");
+    const std::string broken = "2 lines of 100 cannot be read, the first is run.log:3; and " + dropped;
+    EXPECT_EQ(verdict(), "INCOMPLETE: " + broken);
     run.failures = {"other.log: No such file or directory"};
-    EXPECT_EQ(verdict(), "INCOMPLETE: other.log: No such file or directory");
+    const std::string all = "other.log: No such file or directory; and " + broken;
+    EXPECT_EQ(verdict(), "INCOMPLETE: " + all);
+
+    run.verdict = V_FAIL;
+    run.summary.findings[FK_LOST] = 2;
+    EXPECT_EQ(verdict(), "FAIL: 2 frames lost; and " + all);
+}
+
+TEST_F(VerdictLineTest, SaysThatThereWasNoRoomAndNothingElse) {
+    run.verdict = V_INCOMPLETE;
+    run.summary.furtherStreams = 12;
+    EXPECT_EQ(verdict(), "INCOMPLETE: no room for further streams, 12 frames not judged");
 }
