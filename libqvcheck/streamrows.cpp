@@ -71,7 +71,7 @@ std::string besidesRow(const streamSummary_t& stream) {
     addPart(row, stream.totals.stray, "stray");
     addPart(row, stream.surplus, "surplus");
     addPart(row, stream.wrongFormat, "of another format");
-    return row;
+    return stream.own ? row + (row.empty() ? "" : ", ") + "sent by this host" : row;
 }
 
 std::string gapRow(const streamSummary_t& stream, const demands_t& demands) {

@@ -16,7 +16,7 @@ std::string lostRow(const streamSummary_t& stream);
 /// "3 frames, overtaken by 1, at most 3 frames and 1.368 ms late".
 std::string reorderedRow(const streamSummary_t& stream);
 
-/// Other events: "1 restart, 2 stray".
+/// Other events, and whose frames they are: "1 restart, 2 stray, sent by this host".
 std::string besidesRow(const streamSummary_t& stream);
 
 /// Smallest, mean, greatest and quantiles in ms; the rate against the demanded one, and the jitter.

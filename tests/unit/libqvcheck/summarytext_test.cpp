@@ -122,6 +122,14 @@ TEST_F(SummaryTextTest, NamesTheInterfacesWhereThereAreSeveralAndTheStreamThatIs
         << text;
 }
 
+TEST_F(SummaryTextTest, SaysWhenThisHostSentTheFrames) {
+    EXPECT_EQ(summary().find("besides"), std::string::npos);
+    first().own = true;
+    EXPECT_NE(summary().find("besides     s1: sent by this host\n"), std::string::npos);
+    first().restarts = 1;
+    EXPECT_NE(summary().find("besides     s1: 1 restart, sent by this host\n"), std::string::npos);
+}
+
 TEST_F(SummaryTextTest, SaysWhenCorruptionsLookInjected) {
     first().injection = {7, false, 374, 0, 0, 0};
     first().totals.corrupted = 374;
