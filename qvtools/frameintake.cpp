@@ -8,15 +8,14 @@
 
 void FrameIntake::take(const receivedFrame_t* frames, std::size_t n) {
     const receivedFrame_t* const end = frames + n;
-    while (frames != end) {
-        const receivedFrame_t* const last = std::find_if(
-            frames, end - 1, [this](const receivedFrame_t& frame) { return isOfInterest(frame); });
-        judge.judge(frames, static_cast<std::size_t>(last + 1 - frames));
-        if (isOfInterest(*last)) {
-            tellOthers(*last);
+    for (const receivedFrame_t* frame = frames; frame != end; ++frame) {
+        if (isOfInterest(*frame)) {
+            judge.judge(frames, static_cast<std::size_t>(frame + 1 - frames));
+            tellOthers(*frame);
+            frames = frame + 1;
         }
-        frames = last + 1;
     }
+    judge.judge(frames, static_cast<std::size_t>(end - frames));
 }
 
 /// Frames that concern only the judge are passed to it in batches.

@@ -86,11 +86,8 @@ const WaitSet::tags_t& WaitSet::look(int timeout) {
         if (tag == timerTag) {
             arm(NEVER);
         } else {
-            ready.push_back(tag);
+            ready.insert(std::upper_bound(ready.begin(), ready.end(), tag), tag);
         }
-    }
-    if (ready.size() > 1) {
-        std::sort(ready.begin(), ready.end());
     }
     return ready;
 }
