@@ -1,5 +1,6 @@
 // Any frames at any time for the judge of the test pattern. Its counts must add up after every step, its
 // findings and its intervals must add up to its summary, and it asks for memory only when a stream is born.
+// Another judge takes the same frames in batches, and must find the same.
 //
 // An input: five bytes of demands, then steps: a byte that says what happens to which sender, and what that
 // needs.
@@ -9,11 +10,14 @@
 #include "tests/fakes/allocations.h"
 #include "tests/unit/libqvcheck/patternframe.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <memory>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -133,8 +137,13 @@ constexpr std::uint64_t totals_t::*const summed[] = {
 template<typename Limits>
 class Run {
 public:
-    explicit Run(Bytes& _bytes) : bytes(_bytes), demands(makeDemands(bytes)), judge(demands, said, nullptr) {
+    explicit Run(Bytes& _bytes)
+        : bytes(_bytes),
+          demands(makeDemands(bytes)),
+          judge(demands, said, nullptr),
+          twin(demands, twinSaid, nullptr) {
         judge.watch(&said);
+        batch.reserve(mostInBatch);
         for (std::size_t i = 0; i < senders.size(); ++i) {
             senders[i].pattern.start = static_cast<std::uint32_t>(0x10 + 0x100 * i);
         }
@@ -147,6 +156,7 @@ public:
         }
         judge.finish();
         check();
+        checkTwin();
         checkEnd();
     }
 
@@ -175,10 +185,21 @@ private:
         case 10: stamp = later(-bytes.time()); return;
         case 11: last.interface = bytes.next() % 4; return give(last);
         case 12: return sendAnything();
-        case 13: return judge.settle(later(bytes.time()));
+        case 13: return settle(later(bytes.time()));
         case 14: return takeInterval();
         default: return change(s);
         }
+    }
+
+    void settle(std::int64_t now) {
+        judge.settle(now);
+        judgeBatch();
+        twin.settle(now);
+    }
+
+    void judgeBatch() {
+        twin.judge(batch.data(), batch.size());
+        batch.clear();
     }
 
     void change(sender_t& s) {
@@ -267,6 +288,10 @@ private:
         dropped += f.dropped;
         ++frames;
         require(judge.arrivals() == frames, "every frame is counted");
+        batch.push_back(f);
+        if (batch.size() == mostInBatch) {
+            judgeBatch();
+        }
     }
 
     /// There are more streams or pairs than when this was asked before.
@@ -331,6 +356,32 @@ private:
                 "frames of no stream are told as what they are counted");
     }
 
+    void checkTwin() {
+        judgeBatch();
+        twin.finish();
+        const summary_t a = judge.summary();
+        const summary_t b = twin.summary();
+        bool same = a.frames == b.frames && a.dropped == b.dropped && a.pattern == b.pattern &&
+                    a.foreign == b.foreign && a.findings == b.findings && said.found == twinSaid.found &&
+                    a.streams.size() == b.streams.size() && a.pairs.size() == b.pairs.size();
+        for (std::size_t i = 0; same && i < a.streams.size(); ++i) {
+            same = isSame(a.streams[i], b.streams[i]);
+        }
+        for (std::size_t i = 0; same && i < a.pairs.size(); ++i) {
+            same = a.pairs[i].answered == b.pairs[i].answered &&
+                   a.pairs[i].roundTrips->sum() == b.pairs[i].roundTrips->sum();
+        }
+        require(same, "batches are judged as single frames are");
+    }
+
+    static bool isSame(const streamSummary_t& a, const streamSummary_t& b) {
+        return a.number == b.number && a.first == b.first && a.last == b.last && a.lastTime == b.lastTime &&
+               a.own == b.own && a.surplus == b.surplus && a.gaps->count() == b.gaps->count() &&
+               a.gaps->sum() == b.gaps->sum() && a.jitter == b.jitter &&
+               std::all_of(std::begin(summed), std::end(summed),
+                           [&](auto member) { return a.totals.*member == b.totals.*member; });
+    }
+
     void checkEnd() {
         const summary_t s = judge.summary();
         require(s.held == 0, "nothing is held at the end");
@@ -354,6 +405,10 @@ private:
     const demands_t demands;
     Listener said;
     BasicJudge<Limits> judge;
+    Listener twinSaid;
+    BasicJudge<Limits> twin;
+    static constexpr std::size_t mostInBatch = 64;
+    std::vector<receivedFrame_t> batch; ///< that the twin has not seen yet
     std::array<sender_t, 4> senders;
     receivedFrame_t last = {};
     std::int64_t stamp = 1000000000;
