@@ -212,7 +212,8 @@ class Bed:
         self.calm_sender.signal(signal.SIGTERM)
         self.calm_sender.exit_status()
         wait_until(lambda: self.calm.counters(self.calm.near) == self.calm.counters(self.calm.far)[::-1]
-                   and len(set(self.calm.counters(self.calm.near))) == 1, "every frame beside to be answered")
+                   and len(set(self.calm.counters(self.calm.near))) == 1,
+                   lambda: f"every frame beside to be answered: received, sent {self.calm.counters(self.calm.near)}, {self.calm.counters(self.calm.far)}")
         sent = self.calm.counters(self.calm.near)[1]
         verdict = self.verdict(self.calm_check)
         self.account.same("frames beside, undisturbed", sent, sum(verdict.sums("intact", "corrupted")))
