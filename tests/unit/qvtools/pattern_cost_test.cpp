@@ -47,14 +47,35 @@ TEST_F(PatternSender, TakesMemoryForADiscardedFrameOnly) {
     EXPECT_EQ(reads, 10);
 }
 
-TEST_F(PatternSender, ReadsTheClockOnceForAFrameThatIsDueAlready) {
+namespace {
+
+struct stamped_t {
+    const char* name;
+    bool network;
+    unsigned short verbose;
+    int readings; ///< of the clock for 100 frames that are due already
+};
+
+class PatternStamps : public PatternSender, public testing::WithParamInterface<stamped_t> {};
+
+} // namespace
+
+TEST_P(PatternStamps, AreReadOnlyWhereTheyShow) {
     settings.loop = 100;
+    settings.network = GetParam().network;
     int readings = 0;
     system.getMicroSecondsOfDay = [&] {
         ++readings;
         return clock;
     };
-    run(*make());
+    captured([&] { run(*make(GetParam().verbose)); });
 
-    EXPECT_EQ(readings, 1 + 100) << "the start, and each frame's time stamp";
+    EXPECT_EQ(readings, 1 + GetParam().readings) << "one for the start";
 }
+
+INSTANTIATE_TEST_SUITE_P(Rows, PatternStamps,
+                         testing::Values(stamped_t{"socket", true, 0, 0},
+                                         stamped_t{"socket_verbosity_1", true, 1, 0},
+                                         stamped_t{"socket_verbosity_2", true, 2, 100},
+                                         stamped_t{"device_file", false, 0, 100}),
+                         [](const auto& row) { return std::string(row.param.name); });
