@@ -22,7 +22,9 @@ public:
     void set(int fd) {
         checkRange(fd);
         wordOf(fd) |= bitOf(fd);
-        n = fd < n ? n : fd + 1;
+        if (n <= fd) {
+            n = fd + 1;
+        }
     }
 
     bool isSet(int fd) const {

@@ -105,35 +105,38 @@ std::uint64_t CanDevice::nextGap() const {
 }
 
 int CanDevice::sendPattern() {
+    const int watched = fd; // a local, which no call can change: its bit is found once for all frames
     patternMsg.resetPattern(canId, canFd);
     ErrorInjector injector(errnum, verbose);
-    unsigned long n = 0;
+    std::uint32_t n = 0;
     std::uint64_t next = getMicroSecondsOfDay();
     std::uint64_t now = next;
+    FdSet rfds(watched);
+    FdSet wfds;
     while (loop == 0 || n < loop) {
-        FdSet rfds(fd);
-        FdSet wfds;
+        rfds.set(watched); // the wait leaves only what is ready
         std::uint64_t to = noTimeout;
         if (now < next) { // what was due stays due: the clock never steps back
             now = getMicroSecondsOfDay();
         }
         if (now < next) {
             to = next - now;
+            wfds.zero();
         } else {
-            wfds.set(fd);
+            wfds.set(watched);
         }
         const int ret = verbose >= 2 ? waitVerbosely(rfds, wfds, to) : wait(rfds, wfds, to);
-        if (ret == -1) {
+        if (ret < 0) {
             LogUtil::errorLine("sendPattern", "select", errno);
             return -1;
         }
         if (ret == 0) {
             continue;
         }
-        if (rfds.isSet(fd)) {
+        if (rfds.isSet(watched)) {
             discardFrame();
         }
-        if (!wfds.isSet(fd)) {
+        if (!wfds.isSet(watched)) {
             waitForRetry(retry, fd, next);
             continue;
         }
@@ -149,7 +152,7 @@ int CanDevice::sendPattern() {
         }
         next += nextGap();
         patternMsg.mutatePattern();
-        n = toTargetLong(n + 1);
+        ++n;
     }
     return 0;
 }
