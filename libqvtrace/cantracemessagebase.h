@@ -120,16 +120,11 @@ private:
         }
     }
 
-    /// Adds 1 to each of `n` bytes, four at a time: the low seven bits are added without a carry out of the
-    /// byte, the top bit by exclusive or. The fixed count allows the compiler to use wider steps.
-    template<std::size_t n>
-    static void increment(std::uint8_t* bytes) {
-        static_assert(n % 4 == 0, "whole words only");
-        for (std::size_t i = 0; i < n; i += 4) {
-            std::uint32_t word;
-            std::memcpy(&word, bytes + i, sizeof word);
-            word = ((word & 0x7F7F7F7FU) + 0x01010101U) ^ (word & 0x80808080U);
-            std::memcpy(bytes + i, &word, sizeof word);
+    /// Adds 1 to each byte from byte 4 to before byte `n`. Given a constant, the compiler takes many at a
+    /// time.
+    void increment(std::size_t n) {
+        for (std::size_t i = 4; i < n; ++i) {
+            ++data[i];
         }
     }
 
@@ -195,11 +190,8 @@ inline void CANTraceMessageBase::mutatePattern() {
     canId = counter;
     fixCanId();
     switch (numDataBytes) {
-    case 8: increment<4>(data + 4); break;
-    case sizeof data: increment<sizeof data - 4>(data + 4); break;
-    default:
-        for (std::size_t i = 4; i < numDataBytes; ++i) {
-            data[i] = static_cast<std::uint8_t>(data[i] + 1U);
-        }
+    case 8: increment(8); break;
+    case sizeof data: increment(sizeof data); break;
+    default: increment(numDataBytes); break;
     }
 }
