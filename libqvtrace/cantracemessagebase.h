@@ -82,7 +82,7 @@ public:
     void setDataBytes(const std::uint8_t* bytes, std::size_t n) {
         numDataBytes = static_cast<std::uint8_t>(std::min(n, sizeof data));
         if (numDataBytes > 0) {
-            std::memcpy(data, bytes, numDataBytes);
+            copyBytes(data, bytes, numDataBytes);
         }
     }
 
@@ -111,12 +111,12 @@ public:
     static const unsigned char numDlcBytes[16];
 
 private:
-    /// Copies the payload, in one or a few instructions for the pattern's two lengths.
-    void copyData(std::uint8_t* to) const {
-        switch (numDataBytes) {
-        case 8: std::memcpy(to, data, 8); break;
-        case sizeof data: std::memcpy(to, data, sizeof data); break;
-        default: std::memcpy(to, data, numDataBytes); break;
+    /// Copies `n` bytes of payload, in a few instructions for the pattern's two lengths.
+    static void copyBytes(std::uint8_t* to, const std::uint8_t* from, std::size_t n) {
+        switch (n) {
+        case 8: std::memcpy(to, from, 8); break;
+        case sizeof data: std::memcpy(to, from, sizeof data); break;
+        default: std::memcpy(to, from, n); break;
         }
     }
 
@@ -147,7 +147,7 @@ inline canfd_frame CANTraceMessageBase::getCanFdFrame() const {
     if (type == CF_TXREQUEST) {
         frame.can_id |= CAN_RTR_FLAG;
     } else {
-        copyData(frame.data);
+        copyBytes(frame.data, data, numDataBytes);
     }
     return frame;
 }
