@@ -25,8 +25,8 @@ inline char printable(unsigned char byte) {
 /// two-digit hexadecimal, each after the chosen prefix and, if `withText`, followed by a column of printable
 /// characters. A single insertion and a flush, so that other output cannot split the dump.
 template<typename Iterator>
-void hexdump(std::ostream& out, Iterator first, Iterator last, const char* title, unsigned int perLine,
-             hexdumpPrefix_t prefix, bool withText) {
+[[gnu::cold]] void hexdump(std::ostream& out, Iterator first, Iterator last, const char* title,
+                           unsigned int perLine, hexdumpPrefix_t prefix, bool withText) {
     const std::size_t width = perLine == 0 ? 16 : perLine;
     std::string text = std::string(title) + '\n';
     std::size_t offset = 0;

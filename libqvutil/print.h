@@ -57,7 +57,7 @@ void printLine(std::ostream& out, const P&... pieces) {
 /// Writes a line about a failed call to standard error: the pieces, ": " and the system's text for `errnum`.
 /// Returns -1. errno need not be saved first: `printErrno(errno, "bind error")`.
 template<typename... P>
-int printErrno(int errnum, const P&... what) {
+[[gnu::cold]] int printErrno(int errnum, const P&... what) {
     printLine(std::cerr, what..., ": ", errorText(errnum));
     return -1;
 }

@@ -22,7 +22,7 @@
 namespace {
 
 // Like all lines about reading and writing here: no prefix, no log lock.
-int incomplete(const char* text) {
+[[gnu::cold]] int incomplete(const char* text) {
     printLine(std::cerr, text);
     return -1;
 }
@@ -149,8 +149,8 @@ int FrameReader::readRecord(CANExtTraceMessage*& pcm) {
     return 0;
 }
 
-/// Writes a frame or record in one system call.
-int writeWhole(int fd, const void* bytes, std::size_t n, bool verbosely) {
+/// Writes a frame or record in one system call. Inline at both places, as every frame passes here.
+inline int writeWhole(int fd, const void* bytes, std::size_t n, bool verbosely) {
     if (verbosely) {
         const auto* const first = static_cast<const unsigned char*>(bytes);
         hexdump(std::cout, first, first + n, "raw", 16, HEXDUMP_PREFIX_NONE, true);
