@@ -5,9 +5,8 @@
 
 namespace {
 
-// Never above the capacity of a set: the kernel would read past it.
 int raised(int n, const FdSet* set) {
-    return set == nullptr || set->n <= n ? n : std::min(set->n, static_cast<int>(FD_SETSIZE));
+    return set == nullptr || set->n <= n ? n : set->n;
 }
 
 constexpr long nanosPerSecond = 1000000000;
@@ -52,7 +51,9 @@ timespec remaining(const timespec& timeout, const timespec& start) {
 
 int qvselect(FdSet* readSet, FdSet* writeSet, FdSet* exceptSet, const timespec* timeout,
              const sigset_t* mask) {
-    const int n = raised(raised(raised(0, readSet), writeSet), exceptSet);
+    // Never above the capacity of a set: the kernel would read past it.
+    const int n =
+        std::min(raised(raised(raised(0, readSet), writeSet), exceptSet), static_cast<int>(FD_SETSIZE));
     if (timeout != nullptr) {
         return selectFor(*timeout, n, readSet, writeSet, exceptSet, mask);
     }
