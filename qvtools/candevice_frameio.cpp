@@ -39,29 +39,10 @@ bool isReadable(int fd) {
     return qvselect(&rfds, nullptr, nullptr, &atOnce, nullptr) > 0;
 }
 
-/// Reads one frame for a device: from a socket in one system call, from a device file through `buffer`. If
-/// `blocking` is false it takes only what is available: 0 with `pcm` null if another device was faster.
-struct FrameReader {
-    const bool network;
-    const int fd;
-    const unsigned short verbose;
-    TraceMessageBuffer& buffer;
-    Retry& retry;
-    const bool blocking;
-
-    int readOne(CANExtTraceMessage*& pcm) {
-        pcm = nullptr;
-        return network ? readFrame(pcm) : readRecord(pcm);
-    }
-
-private:
-    int readFrame(CANExtTraceMessage*& pcm);
-    int readRecord(CANExtTraceMessage*& pcm);
-    std::unique_ptr<MessageBase> nextRecord();
-    bool fillBuffer();
-};
-
-int FrameReader::readFrame(CANExtTraceMessage*& pcm) {
+/// Reads one frame from a socket in one system call. If `blocking` is false it takes only what is available:
+/// 0 with `pcm` null if another device was faster.
+int readFrame(int fd, Retry& retry, bool blocking, CANExtTraceMessage*& pcm) {
+    pcm = nullptr;
     if (blocking) {
         retry.wait();
     }
@@ -87,8 +68,23 @@ int FrameReader::readFrame(CANExtTraceMessage*& pcm) {
     return 0;
 }
 
+/// The same through the `buffer` of a device file.
+struct RecordReader {
+    const int fd;
+    const unsigned short verbose;
+    TraceMessageBuffer& buffer;
+    Retry& retry;
+    const bool blocking;
+
+    int readRecord(CANExtTraceMessage*& pcm);
+
+private:
+    std::unique_ptr<MessageBase> nextRecord();
+    bool fillBuffer();
+};
+
 /// False if there was nothing to read.
-bool FrameReader::fillBuffer() {
+bool RecordReader::fillBuffer() {
     int result = 0;
     if (blocking) {
         retry.wait();
@@ -110,7 +106,7 @@ bool FrameReader::fillBuffer() {
 }
 
 /// The next record of any kind, or null.
-std::unique_ptr<MessageBase> FrameReader::nextRecord() {
+std::unique_ptr<MessageBase> RecordReader::nextRecord() {
     std::unique_ptr<MessageBase> pmsg(buffer.getNextMessage());
     if (pmsg || !fillBuffer()) {
         return pmsg;
@@ -126,7 +122,8 @@ std::unique_ptr<MessageBase> FrameReader::nextRecord() {
     return pmsg;
 }
 
-int FrameReader::readRecord(CANExtTraceMessage*& pcm) {
+int RecordReader::readRecord(CANExtTraceMessage*& pcm) {
+    pcm = nullptr;
     std::unique_ptr<MessageBase> pmsg = nextRecord();
     if (!pmsg) {
         return 0;
@@ -169,11 +166,13 @@ inline int writeWhole(int fd, const void* bytes, std::size_t n, bool verbosely) 
 } // namespace
 
 int CanDevice::readCAN(CANExtTraceMessage*& pcm) {
-    return FrameReader{network, fd, verbose, buffer, retry, true}.readOne(pcm);
+    return network ? readFrame(fd, retry, true, pcm)
+                   : RecordReader{fd, verbose, buffer, retry, true}.readRecord(pcm);
 }
 
 int CanDevice::readIfReadable(CANExtTraceMessage*& pcm) {
-    return FrameReader{network, fd, verbose, buffer, retry, false}.readOne(pcm);
+    return network ? readFrame(fd, retry, false, pcm)
+                   : RecordReader{fd, verbose, buffer, retry, false}.readRecord(pcm);
 }
 
 int CanDevice::sendCAN(const CANExtTraceMessage& cm) {
