@@ -24,10 +24,6 @@ std::map<msgid_t, creator_t>& factory() {
 const std::uint8_t MessageBase::version = 1;
 invalidMsgHandling_t MessageBase::invalidHandling = IMH_RETURN_NULL;
 
-MessageBase::MessageBase(msgid_t _messageId, timeStamp_t _timeStamp)
-    : messageId(_messageId),
-      timeStamp(_timeStamp) {}
-
 MessageBase::~MessageBase() = default;
 
 void MessageBase::appendBody(byteVec_t& out) const {

@@ -28,7 +28,7 @@ enum invalidMsgHandling_t {
 /// value: copies are deep. Used by one thread at a time.
 class MessageBase {
 public:
-    MessageBase(msgid_t _messageId, timeStamp_t _timeStamp);
+    MessageBase(msgid_t _messageId, timeStamp_t _timeStamp) : messageId(_messageId), timeStamp(_timeStamp) {}
     MessageBase(const MessageBase&) = default;
     MessageBase& operator=(const MessageBase&) = default;
     virtual ~MessageBase();
