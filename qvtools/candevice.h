@@ -121,8 +121,8 @@ private:
 
     /// Reads one frame. Sets `pcm` to a new message owned by the caller, or to null: after -1, and on a
     /// device file if nothing usable was read. Holds no lock during the read, which blocks until something
-    /// arrives.
-    int readCAN(CANExtTraceMessage*& pcm);
+    /// arrives. `stamped` false: whoever asks does not show the time stamp, and a frame from a socket has 0.
+    int readCAN(CANExtTraceMessage*& pcm, bool stamped = true);
 
     /// The same after a wait reported the descriptor readable: if another device of the run has taken the
     /// frame in the meantime, returns 0 with `pcm` null instead of blocking, and prints nothing.

@@ -22,7 +22,7 @@ void CanDevice::modify(CANExtTraceMessage& cm, answer_t a) {
 int CanDevice::sendAnswers() {
     for (;;) {
         CANExtTraceMessage* pc = nullptr;
-        if (readCAN(pc) < 0) {
+        if (readCAN(pc, verbose >= 2) < 0) {
             return -1;
         }
         const std::unique_ptr<CANExtTraceMessage> owner(pc);

@@ -41,7 +41,7 @@ bool isReadable(int fd) {
 
 /// Reads one frame from a socket in one system call. If `blocking` is false it takes only what is available:
 /// 0 with `pcm` null if another device was faster.
-int readFrame(int fd, Retry& retry, bool blocking, CANExtTraceMessage*& pcm) {
+int readFrame(int fd, Retry& retry, bool blocking, bool stamped, CANExtTraceMessage*& pcm) {
     pcm = nullptr;
     if (blocking) {
         retry.wait();
@@ -63,8 +63,8 @@ int readFrame(int fd, Retry& retry, bool blocking, CANExtTraceMessage*& pcm) {
     // The identifier's flag bits and the frame's FD flags are dropped: remote and error frames become
     // ordinary messages. Intended.
     const cantype_t width = (frame.can_id & CAN_EFF_FLAG) != 0 ? CT_EXTENDED : CT_STANDARD;
-    pcm = new CANExtTraceMessage(getMicroSecondsOfDay(), 0, CF_STANDARD, CSE_NO, width, frame.len,
-                                 frame.can_id, frame.data);
+    pcm = new CANExtTraceMessage(stamped ? getMicroSecondsOfDay() : 0, 0, CF_STANDARD, CSE_NO, width,
+                                 frame.len, frame.can_id, frame.data);
     return 0;
 }
 
@@ -165,13 +165,13 @@ inline int writeWhole(int fd, const void* bytes, std::size_t n, bool verbosely) 
 
 } // namespace
 
-int CanDevice::readCAN(CANExtTraceMessage*& pcm) {
-    return network ? readFrame(fd, retry, true, pcm)
+int CanDevice::readCAN(CANExtTraceMessage*& pcm, bool stamped) {
+    return network ? readFrame(fd, retry, true, stamped, pcm)
                    : RecordReader{fd, verbose, buffer, retry, true}.readRecord(pcm);
 }
 
 int CanDevice::readIfReadable(CANExtTraceMessage*& pcm) {
-    return network ? readFrame(fd, retry, false, pcm)
+    return network ? readFrame(fd, retry, false, true, pcm)
                    : RecordReader{fd, verbose, buffer, retry, false}.readRecord(pcm);
 }
 

@@ -29,7 +29,10 @@ protected:
     AnswerMode() {
         settings.answer = CanDevice::A_YES;
         settings.canFd = true;
-        system.getMicroSecondsOfDay = [] { return std::uint64_t{45296000789}; };
+        system.getMicroSecondsOfDay = [this] {
+            ++readings;
+            return std::uint64_t{45296000789};
+        };
         system.read = [this](int fd, void* to, std::size_t n) -> ssize_t {
             EXPECT_EQ(fd, descriptor);
             EXPECT_EQ(n, 72U);
@@ -63,6 +66,7 @@ protected:
     ssize_t count = -1;
     int errnum = ENETDOWN;
     int reads = 0;
+    int readings = 0;              ///< of the clock
     std::set<std::size_t> failing; ///< which of the writes fail
     std::vector<std::string> sent;
 };
@@ -187,6 +191,17 @@ TEST_F(AnswerMode, ShowsWhatItReceivedAndSentFromVerbosityTwoOn) {
                                           "raw\n"
                                           "dc 06 00 00 03 00 00 00 fe fd fc 00 00 00 00 00"
                                           "  |................|\n");
+    }
+}
+
+TEST_F(AnswerMode, ReadsTheClockOnlyForATimeStampThatItShows) {
+    for (unsigned short verbose = 0; verbose <= 3; ++verbose) {
+        incoming = {frameOf(0x123, 3), frameOf(0x124, 3)};
+        readings = 0;
+        run(verbose);
+
+        // The read that ends the mode reads the clock, too, for the next attempt.
+        EXPECT_EQ(readings, verbose < 2 ? 1 : 3) << "verbosity " << verbose;
     }
 }
 
