@@ -61,6 +61,20 @@ TEST(QvSelect, WatchesAsManyDescriptorsAsTheLargestSetHas) {
     EXPECT_EQ(script.calls[4].n, 20) << "the count that was set";
 }
 
+TEST(QvSelect, NeverWatchesMoreDescriptorsThanASetHolds) {
+    FdSet over(9);
+    over.num(2 * FD_SETSIZE);
+    FdSet below(9);
+    below.num(-1);
+    SelectScript script;
+    qvselect(&below, &over, nullptr, nullptr, nullptr);
+    qvselect(&below, nullptr, nullptr, nullptr, nullptr);
+
+    ASSERT_EQ(script.calls.size(), 2U);
+    EXPECT_EQ(script.calls[0].n, FD_SETSIZE);
+    EXPECT_EQ(script.calls[1].n, 0);
+}
+
 TEST(QvSelect, PassesTheSignalMaskAtEveryWait) {
     sigset_t mask;
     sigemptyset(&mask);
