@@ -24,10 +24,11 @@ void LogUtil::write(std::ostream& out, const Text& line) {
     line.write(out);
 }
 
-void LogUtil::errorLine(const char* function, const char* text, int errnum) {
+int LogUtil::errorLine(const char* function, const char* text, int errnum) {
     const std::string begun = std::string("[ERROR] BZ::") + function + "() " + text;
     const Lock lock;
     printError(errnum, begun);
+    return -1;
 }
 
 void LogUtil::printError(int errnum, const std::string& begun) {

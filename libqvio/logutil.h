@@ -36,8 +36,8 @@ public:
         write(std::cout, Text({"[DEBUG] BZ::", function, "() ", pieces..., "\n"}));
     }
 
-    /// The same after "[ERROR] BZ::", on standard error, completed by `printError(errnum)`.
-    static void errorLine(const char* function, const char* text, int errnum) QV_EXCLUDES(logMutex);
+    /// The same after "[ERROR] BZ::", on standard error, completed by `printError(errnum)`. Returns -1.
+    static int errorLine(const char* function, const char* text, int errnum) QV_EXCLUDES(logMutex);
 
     /// "[ERROR] " + the pieces, on standard error.
     template<typename... P>

@@ -157,10 +157,8 @@ inline int writeWhole(int fd, const void* bytes, std::size_t n, bool verbosely) 
     if (nbytes < 0) {
         return printErrno(errno, "write error");
     }
-    if (static_cast<std::size_t>(nbytes) < n) { // not retried, as half a frame is none: intended
-        return incomplete("write: incomplete CAN frame");
-    }
-    return 0;
+    // Not retried, as half a frame is none: intended.
+    return static_cast<std::size_t>(nbytes) < n ? incomplete("write: incomplete CAN frame") : 0;
 }
 
 } // namespace

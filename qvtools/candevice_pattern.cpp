@@ -108,12 +108,11 @@ int CanDevice::sendPattern() {
     const int watched = fd; // a local, which no call can change: its bit is found once for all frames
     patternMsg.resetPattern(canId, canFd);
     ErrorInjector injector(errnum, verbose);
-    std::uint32_t n = 0;
     std::uint64_t next = getMicroSecondsOfDay();
     std::uint64_t now = next;
     FdSet rfds(watched);
     FdSet wfds;
-    while (loop == 0 || n < loop) {
+    for (std::uint32_t n = 0; loop == 0 || n < loop;) {
         rfds.set(watched); // the wait leaves only what is ready
         std::uint64_t to = noTimeout;
         if (now < next) { // what was due stays due: the clock never steps back
@@ -127,8 +126,7 @@ int CanDevice::sendPattern() {
         }
         const int ret = verbose >= 2 ? waitVerbosely(rfds, wfds, to) : wait(rfds, wfds, to);
         if (ret < 0) {
-            LogUtil::errorLine("sendPattern", "select", errno);
-            return -1;
+            return LogUtil::errorLine("sendPattern", "select", errno);
         }
         if (ret == 0) {
             continue;
