@@ -89,11 +89,12 @@ def overtaken(arrived):
 
 
 def reordering(bed):
-    """candump next to the check shows in what order they came."""
+    """candump next to the check shows in what order they came. A sender that is held up for a tenth of a second and then makes up for it
+    is overtaken by fewer frames than a check takes for another sender's."""
     seen = bed.start(Candump, bed.bus.far, bed.bus.near)
     netem = bed.netem("delay", "20ms", "reorder", "25%", "gap", 3)
-    count = min(bed.size, 20000)  # candump's queue holds a few more
-    _, _, check = run(bed, [], [1], count)
+    count = min(bed.size // 2, 10000)
+    _, _, check = run(bed, [], [1], count, gap=2000)
     bed.settled(netem)
     arrived = counters(seen.all_frames())
     behind = overtaken(arrived)
@@ -204,9 +205,12 @@ def full_transmit_queue(bed):
     bed.unshaped()
     bed.all_delivered()
     lost, intact, corrupted = bed.verdict(check).sums("lost", "intact", "corrupted")
-    bed.account.same("lost = not written, as the sender says", failed, lost)
+    sent = count * len(ids)
+    # Where more than 95 % are lost, the check may not find the stream again before the next gap (qvcancheck(1), caveats).
+    astray = (sent - failed) // 10 if 20 * failed > 19 * sent else 0
+    bed.account.within("lost = not written, as the sender says", failed, failed + astray, lost)
     # Where nine in ten frames are lost, the check may take one far behind a gap for a damaged one of another place.
-    bed.account.same("intact + corrupted", count * len(ids) - failed, intact + corrupted)
+    bed.account.within("intact + corrupted", sent - failed - astray, sent - failed, intact + corrupted)
 
 
 def traffic_of_others(bed):
@@ -219,9 +223,9 @@ def traffic_of_others(bed):
     bed.all_delivered()
     verdict = bed.verdict(check)
     summary = verdict.summary
-    bed.account.same("frames of others", others + 1, summary["foreign"] + summary["tooShort"] + summary["remote"])
-    bed.account.same("intact", bed.size, verdict.sums("intact")[0])
-    bed.account.same("findings where all is as told", 0, sum(verdict.findings().values()))
+    foreign = summary["foreign"] + summary["tooShort"] + summary["remote"]
+    bed.account.same("intact, of others, dropped by this host's queue", bed.size + others + 1, verdict.sums("intact")[0] + foreign + verdict.drops())
+    bed.account.same("findings besides those drops", 0, sum(verdict.findings().values()) - verdict.drops())
 
 
 def error_frames(bed):
