@@ -4,8 +4,9 @@
 
 #include <algorithm>
 
-/// Gives frames up as lost: books them, finds the causes, and reports those that nothing else explains. Owns
-/// nothing; the counts are in the stream. Used by one thread.
+/// Books the frames that are given up as lost, finds the causes, and reports those that nothing else
+/// explains. `Demultiplexer::inspect` decides when by time, `Joiner` by the window. Owns nothing; the counts
+/// are in the stream. Used by one thread.
 template<typename Limits>
 class Losses {
 public:

@@ -120,6 +120,16 @@ TEST(MissingFrame, FillsItsPlaceUpTo1024FramesBehind) {
     }
 }
 
+TEST(MissingFrame, IsGivenUpWhenItsGapIsAsOldAsDemanded) {
+    Judged judged;
+    judged.see(sender, 0, 10).see(sender, 11, 12); // the last one shows the gap
+    const std::int64_t due = judged.time + demands_t().wait;
+    judged.judge.settle(due - 1);
+    EXPECT_EQ(judged.found(FK_LOST), 0U);
+    judged.judge.settle(due);
+    EXPECT_EQ(judged.found(FK_LOST), 1U);
+}
+
 TEST(ThreeFrames, FoundAStreamUpTo16Apart) {
     for (const std::uint32_t apart : {1U, 7U, 8U, 15U, 16U, 17U}) {
         SCOPED_TRACE(apart);
