@@ -6,133 +6,18 @@
 // needs.
 
 #include "libqvcheck/basicjudge.h"
-#include "libqvcheck/limits.h"
 #include "tests/fakes/allocations.h"
+#include "tests/fuzz/judgeinput.h"
+#include "tests/fuzz/judgelistener.h"
+#include "tests/fuzz/judgetwin.h"
 #include "tests/unit/libqvcheck/patternframe.h"
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
-#include <cstdlib>
-#include <iterator>
 #include <memory>
 #include <utility>
-#include <vector>
 
 namespace {
-
-void require(bool promise, const char* text) {
-    if (!promise) {
-        std::fprintf(stderr, "broken promise: %s\n", text);
-        std::abort();
-    }
-}
-
-/// Every step looks at all places for an interface, so there are no more than an input can use.
-struct fewInterfaces_t : limits_t {
-    static constexpr std::uint32_t interfaces = 4;
-};
-
-/// So small that a short input meets every bound.
-struct smallLimits_t : fewInterfaces_t {
-    static constexpr std::uint32_t window = 32;
-    static constexpr std::uint32_t near = 8;
-    static constexpr std::uint32_t step = 4;
-    static constexpr std::uint32_t heldCapacity = 8;
-    static constexpr std::uint32_t heldAge = 16;
-    static constexpr std::uint32_t streams = 5;
-    static constexpr std::uint32_t remoteWindow = 16;
-    static constexpr std::uint32_t successorFrames = 24;
-};
-
-class Bytes {
-public:
-    Bytes(const std::uint8_t* bytes, std::size_t size) : at(bytes), left(size) {}
-
-    bool ended() const { return left == 0; }
-    std::uint8_t next() {
-        if (left == 0) {
-            return 0;
-        }
-        --left;
-        return *at++;
-    }
-    std::uint64_t number(unsigned int bytes) {
-        std::uint64_t n = 0;
-        while (bytes-- > 0) {
-            n = n << 8 | next();
-        }
-        return n;
-    }
-    /// Of any size, small ones likely.
-    std::int64_t time() {
-        const std::uint8_t bits = next() % 64;
-        return static_cast<std::int64_t>(number(2) << bits >> 8);
-    }
-
-private:
-    const std::uint8_t* at;
-    std::size_t left;
-};
-
-demands_t makeDemands(Bytes& bytes) {
-    demands_t d;
-    const std::uint8_t told = bytes.next();
-    const std::uint8_t strict = bytes.next();
-    d.ids.assign((told & 1) != 0 ? 1 : 0, 0x10);
-    if ((told & 2) != 0) {
-        d.ids.insert(d.ids.end(), {0x7FE, 0x110, 0x11 | CAN_EFF_FLAG, 0x12 | CAN_RTR_FLAG});
-    }
-    d.fd = (told & 4) != 0;
-    d.brs = (told & 8) != 0;
-    d.answer = (told & 16) != 0;
-    d.paced = (told & 32) != 0;
-    d.gap = d.paced ? 1000000 : 0;
-    d.intervals = (told & 64) != 0;
-    d.maxGap = (strict & 1) != 0 ? 5000000 : 0;
-    d.maxRtt = (strict & 2) != 0 ? 2000000 : 0;
-    d.lateness = (strict & 4) != 0 ? 1000 : 0;
-    d.eachGap = d.lateness > 0;
-    d.wait = (strict & 8) != 0 ? 4000000 : d.wait;
-    d.errorPeriod = bytes.next() % 32;
-    d.loop = (strict & 16) != 0 ? bytes.number(4) & INT32_MAX : bytes.next();
-    return d;
-}
-
-/// What the judge says, kept without memory of its own.
-class Listener : public FindingSink, public FrameWatcher {
-public:
-    void finding(const finding_t& f) override {
-        require(f.kind < FK_NUM && f.count > 0, "a finding is one");
-        require(f.stream <= named, "a finding's stream has a name");
-        std::uint64_t overrun = 0;
-        for (std::size_t cause = 0; cause < f.causes.size(); ++cause) {
-            overrun += isOverrun(static_cast<lossCause_t>(cause)) ? f.causes[cause] : 0;
-        }
-        found[f.kind] += f.count - overrun;
-        found[FK_OVERRUN] += overrun;
-    }
-    void stream(const streamSummary_t& s, std::int64_t) override {
-        require(s.number == ++named, "streams are numbered as they come");
-    }
-    void frame(const receivedFrame_t&, taken_t t, std::uint16_t s, std::uint32_t) override {
-        require(s <= named, "a frame's stream has a name");
-        ++taken[t];
-        ++frames;
-    }
-
-    std::uint16_t named = 0;
-    std::array<std::uint64_t, FK_NUM> found = {};
-    std::array<std::uint64_t, FT_XL + 1> taken = {};
-    std::uint64_t frames = 0;
-};
-
-/// A number of these is compared as one.
-constexpr std::uint64_t totals_t::*const summed[] = {
-    &totals_t::expected, &totals_t::intact,    &totals_t::corrupted, &totals_t::lost,
-    &totals_t::repeated, &totals_t::reordered, &totals_t::overtaken, &totals_t::corruptedRepeats,
-    &totals_t::late,     &totals_t::stray,     &totals_t::injected,  &totals_t::overrun,
-};
 
 template<typename Limits>
 class Run {
@@ -141,9 +26,8 @@ public:
         : bytes(_bytes),
           demands(makeDemands(bytes)),
           judge(demands, said, nullptr),
-          twin(demands, twinSaid, nullptr) {
+          twin(demands) {
         judge.watch(&said);
-        batch.reserve(mostInBatch);
         for (std::size_t i = 0; i < senders.size(); ++i) {
             senders[i].pattern.start = static_cast<std::uint32_t>(0x10 + 0x100 * i);
         }
@@ -156,7 +40,7 @@ public:
         }
         judge.finish();
         check();
-        checkTwin();
+        twin.check(judge.summary(), said);
         checkEnd();
     }
 
@@ -193,13 +77,7 @@ private:
 
     void settle(std::int64_t now) {
         judge.settle(now);
-        judgeBatch();
         twin.settle(now);
-    }
-
-    void judgeBatch() {
-        twin.judge(batch.data(), batch.size());
-        batch.clear();
     }
 
     void change(sender_t& s) {
@@ -288,10 +166,7 @@ private:
         dropped += f.dropped;
         ++frames;
         require(judge.arrivals() == frames, "every frame is counted");
-        batch.push_back(f);
-        if (batch.size() == mostInBatch) {
-            judgeBatch();
-        }
+        twin.take(f);
     }
 
     /// There are more streams or pairs than when this was asked before.
@@ -356,32 +231,6 @@ private:
                 "frames of no stream are told as what they are counted");
     }
 
-    void checkTwin() {
-        judgeBatch();
-        twin.finish();
-        const summary_t a = judge.summary();
-        const summary_t b = twin.summary();
-        bool same = a.frames == b.frames && a.dropped == b.dropped && a.pattern == b.pattern &&
-                    a.foreign == b.foreign && a.findings == b.findings && said.found == twinSaid.found &&
-                    a.streams.size() == b.streams.size() && a.pairs.size() == b.pairs.size();
-        for (std::size_t i = 0; same && i < a.streams.size(); ++i) {
-            same = isSame(a.streams[i], b.streams[i]);
-        }
-        for (std::size_t i = 0; same && i < a.pairs.size(); ++i) {
-            same = a.pairs[i].answered == b.pairs[i].answered &&
-                   a.pairs[i].roundTrips->sum() == b.pairs[i].roundTrips->sum();
-        }
-        require(same, "batches are judged as single frames are");
-    }
-
-    static bool isSame(const streamSummary_t& a, const streamSummary_t& b) {
-        return a.number == b.number && a.first == b.first && a.last == b.last && a.lastTime == b.lastTime &&
-               a.own == b.own && a.surplus == b.surplus && a.gaps->count() == b.gaps->count() &&
-               a.gaps->sum() == b.gaps->sum() && a.jitter == b.jitter &&
-               std::all_of(std::begin(summed), std::end(summed),
-                           [&](auto member) { return a.totals.*member == b.totals.*member; });
-    }
-
     void checkEnd() {
         const summary_t s = judge.summary();
         require(s.held == 0, "nothing is held at the end");
@@ -405,10 +254,7 @@ private:
     const demands_t demands;
     Listener said;
     BasicJudge<Limits> judge;
-    Listener twinSaid;
-    BasicJudge<Limits> twin;
-    static constexpr std::size_t mostInBatch = 64;
-    std::vector<receivedFrame_t> batch; ///< that the twin has not seen yet
+    JudgeTwin<Limits> twin;
     std::array<sender_t, 4> senders;
     receivedFrame_t last = {};
     std::int64_t stamp = 1000000000;

@@ -8,22 +8,14 @@
 #include "libqvcheck/frametext.h"
 #include "libqvcheck/recordfile.h"
 #include "tests/fakes/fakesystem.h"
+#include "tests/fuzz/require.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <vector>
 
 namespace {
-
-void require(bool promise, const char* text) {
-    if (!promise) {
-        std::fprintf(stderr, "broken promise: %s\n", text);
-        std::abort();
-    }
-}
 
 struct reading_t {
     InterfaceTable interfaces;

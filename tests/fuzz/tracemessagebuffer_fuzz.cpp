@@ -7,23 +7,15 @@
 #include "libqvtrace/tracemessagebuffer.h"
 #include "libqvutil/exception.h"
 #include "tests/fakes/fakesystem.h"
+#include "tests/fuzz/require.h"
 #include "tests/unit/libqvtrace/tracebytes.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <sstream>
 
 namespace {
-
-void require(bool promise, const char* text) {
-    if (!promise) {
-        std::fprintf(stderr, "broken promise: %s\n", text);
-        std::abort();
-    }
-}
 
 /// True when the reader must deliver a record of that kind and body, by the format's page.
 bool isMessage(unsigned int kind, const byteVec_t& body) {
