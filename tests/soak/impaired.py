@@ -93,7 +93,7 @@ def reordering(bed):
     is overtaken by fewer frames than a check takes for another sender's."""
     seen = bed.start(Candump, bed.bus.far, bed.bus.near)
     netem = bed.netem("delay", "20ms", "reorder", "25%", "gap", 3)
-    count = min(bed.size // 2, 10000)
+    count = min(bed.size, 20000)  # candump's queue holds a few more
     _, _, check = run(bed, [], [1], count, gap=2000)
     bed.settled(netem)
     arrived = counters(seen.all_frames())
@@ -201,16 +201,14 @@ def full_transmit_queue(bed):
     kind, ids = bed.streams()
     count = bed.count(ids)
     bed.bus.shape(bed.bus.near, 10)
-    _, failed, check = run(bed, kind, ids, count, gap=0)
+    # At this pace the bus takes one FD frame in eleven; above 95 % loss nothing exact is promised (qvcancheck(1), caveats).
+    _, failed, check = run(bed, kind, ids, count, gap=100)
     bed.unshaped()
     bed.all_delivered()
     lost, intact, corrupted = bed.verdict(check).sums("lost", "intact", "corrupted")
-    sent = count * len(ids)
-    # Where more than 95 % are lost, the check may not find the stream again before the next gap (qvcancheck(1), caveats).
-    astray = (sent - failed) // 10 if 20 * failed > 19 * sent else 0
-    bed.account.within("lost = not written, as the sender says", failed, failed + astray, lost)
+    bed.account.same("lost = not written, as the sender says", failed, lost)
     # Where nine in ten frames are lost, the check may take one far behind a gap for a damaged one of another place.
-    bed.account.within("intact + corrupted", sent - failed - astray, sent - failed, intact + corrupted)
+    bed.account.same("intact + corrupted", count * len(ids) - failed, intact + corrupted)
 
 
 def traffic_of_others(bed):
@@ -224,8 +222,13 @@ def traffic_of_others(bed):
     verdict = bed.verdict(check)
     summary = verdict.summary
     foreign = summary["foreign"] + summary["tooShort"] + summary["remote"]
-    bed.account.same("intact, of others, dropped by this host's queue", bed.size + others + 1, verdict.sums("intact")[0] + foreign + verdict.drops())
-    bed.account.same("findings besides those drops", 0, sum(verdict.findings().values()) - verdict.drops())
+    intact, lost = verdict.sums("intact", "lost")
+    # A check that was held up longer than its queue lasts says which frames the queue dropped.
+    drops = verdict.drops()
+    bed.account.same("frames of others", others + 1, foreign + drops - lost)
+    bed.account.same("intact, or lost by this host's queue", bed.size, intact + causes(summary).get("this host, queue", 0))
+    bed.account.same("intact + lost", bed.size, intact + lost)
+    bed.account.same("findings besides those drops", 0, sum(verdict.findings().values()) - drops)
 
 
 def error_frames(bed):
